@@ -1,0 +1,27 @@
+# Third-party libraries: installed Debian packages natively; for the MinGW build JsonCpp is
+# compiled from Debian's source package (unpacked by ./dev into ORIN_JSONCPP_SOURCE_DIR).
+
+if(WIN32)
+  if(NOT ORIN_JSONCPP_SOURCE_DIR)
+    message(FATAL_ERROR "ORIN_JSONCPP_SOURCE_DIR must point at an unpacked JsonCpp source tree")
+  endif()
+  file(GLOB _jsoncpp_src ${ORIN_JSONCPP_SOURCE_DIR}/src/lib_json/*.cpp)
+  add_library(orin_jsoncpp STATIC ${_jsoncpp_src})
+  target_include_directories(orin_jsoncpp SYSTEM PUBLIC ${ORIN_JSONCPP_SOURCE_DIR}/include)
+  target_include_directories(orin_jsoncpp PRIVATE ${ORIN_JSONCPP_SOURCE_DIR}/src/lib_json)
+  add_library(orin::jsoncpp ALIAS orin_jsoncpp)
+
+  add_library(orin_platform_libs INTERFACE)
+  target_link_libraries(orin_platform_libs INTERFACE
+    shell32 ole32 advapi32 version wininet shlwapi)
+  add_library(orin::platform_libs ALIAS orin_platform_libs)
+else()
+  find_package(PkgConfig REQUIRED)
+  pkg_check_modules(JSONCPP REQUIRED IMPORTED_TARGET jsoncpp)
+  add_library(orin::jsoncpp ALIAS PkgConfig::JSONCPP)
+
+  find_package(Threads REQUIRED)
+  add_library(orin_platform_libs INTERFACE)
+  target_link_libraries(orin_platform_libs INTERFACE Threads::Threads ${CMAKE_DL_LIBS})
+  add_library(orin::platform_libs ALIAS orin_platform_libs)
+endif()

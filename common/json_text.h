@@ -1,0 +1,17 @@
+#pragma once
+#include <string>
+
+#include <json/value.h>
+
+// The two JsonCpp text forms the cache and the helper agree on, in one place so the library's
+// deprecation of these classes is silenced once. Thread-safe.
+
+namespace orin {
+
+// Json::FastWriter output: compact, one line, ending in a line feed.
+std::string ToFastText(const Json::Value& value);
+
+// Json::Reader with comments collected; false when the text does not parse.
+bool ParseJsonText(const char* begin, const char* end, Json::Value& out);
+
+}  // namespace orin

@@ -1,0 +1,27 @@
+#pragma once
+#include <cstdint>
+
+// Cross-process named mutex, with the raw handle semantics the cache lock is written against.
+// Win32: kernel mutex objects. POSIX: flock on a lock file derived from the name, in
+// $ORIN_LOCK_DIR or /tmp, opened without following links; released by the kernel if the holder dies.
+// A handle is used by one thread at a time; distinct handles exclude each other across threads too.
+
+namespace orin::platform {
+
+using MutexHandle = void*;
+// The "no handle" value of the Win32 API (INVALID_HANDLE_VALUE).
+inline MutexHandle InvalidMutexHandle() { return reinterpret_cast<MutexHandle>(~std::uintptr_t{0}); }
+
+// OpenMutexW-like: an existing mutex of that name, or nullptr.
+MutexHandle OpenNamedMutex(const wchar_t* name);
+// CreateMutexW-like (not initially owned): opens or creates; nullptr on failure.
+MutexHandle CreateNamedMutex(const wchar_t* name);
+
+enum class WaitResult { kAcquired, kAbandoned, kFailed };
+// Waits without time-out. kAbandoned still leaves the mutex owned, as on Windows.
+WaitResult WaitNamedMutex(MutexHandle handle);
+// Both tolerate nullptr and InvalidMutexHandle() (they just fail).
+bool ReleaseNamedMutex(MutexHandle handle);
+bool CloseNamedMutex(MutexHandle handle);
+
+}  // namespace orin::platform

@@ -1,0 +1,24 @@
+#pragma once
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace orin::platform {
+
+using ProcessHandle = void*;
+
+// Starts a program from a Windows-style command line with a hidden window, inheriting nothing but
+// the environment and the current folder. Win32: CreateProcessA with no application name.
+// POSIX: posix_spawn of the argument vector SplitCommandLine gives; never a shell.
+// Returns nullptr when nothing was started. The caller closes the handle.
+ProcessHandle StartProcess(const std::string& commandLine);
+// WaitForSingleObject(process, timeoutMs); true when the process ended within the time.
+bool WaitProcess(ProcessHandle process, std::uint32_t timeoutMs);
+// Releases the handle; the process itself keeps running. POSIX reaps it in the background.
+void CloseProcess(ProcessHandle process);
+
+// Splits a command line into arguments by the rules of the Microsoft C runtime (the ones
+// CommandLineToArgvW and a program's argv follow), so a POSIX child sees what a Windows child sees.
+std::vector<std::string> SplitCommandLine(const std::string& commandLine);
+
+}  // namespace orin::platform

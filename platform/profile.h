@@ -1,0 +1,24 @@
+#pragma once
+#include <cstdint>
+
+// Private-profile (INI) access with the Win32 semantics: section and key names compared without
+// case, values trimmed and stripped of one pair of surrounding quotes, a missing file or key gives
+// the default, a write creates the file and the section and keeps the rest of the file.
+// Win32: kernel32 profile functions. POSIX: the same semantics over SimpleIni.
+// Thread-safe as far as the file system is; no caching, every call reads the file afresh.
+
+namespace orin::platform {
+
+// GetPrivateProfileStringA: copies at most size-1 characters plus a NUL into buffer and returns
+// the number of characters copied (without the NUL).
+std::uint32_t ReadProfileString(const char* section, const char* key, const char* defaultValue,
+                                char* buffer, std::uint32_t size, const char* path);
+
+// GetPrivateProfileIntA: leading digits (optional sign) of the value, default when absent.
+std::uint32_t ReadProfileInt(const char* section, const char* key, std::int32_t defaultValue,
+                             const char* path);
+
+// WritePrivateProfileStringA with a non-null value.
+bool WriteProfileString(const char* section, const char* key, const char* value, const char* path);
+
+}  // namespace orin::platform
