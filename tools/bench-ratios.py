@@ -1,0 +1,44 @@
+#!/usr/bin/env python3
+"""Prints each benchmark figure beside its floor ("<figure>_Floor") from Google Benchmark's JSON.
+
+The rate compared is items/s when both report it, else bytes/s, else the inverse of real time.
+"""
+import json
+import sys
+
+
+def rate(b):
+    for key in ("items_per_second", "bytes_per_second"):
+        if key in b:
+            return b[key], key.replace("_per_second", "/s")
+    return 1e9 / b["real_time"] if b.get("real_time") else 0.0, "runs/s"
+
+
+def human(v):
+    for unit, scale in (("G", 1e9), ("M", 1e6), ("k", 1e3)):
+        if v >= scale:
+            return f"{v / scale:.2f}{unit}"
+    return f"{v:.2f}"
+
+
+def main(path):
+    data = json.load(open(path))
+    runs = {b["name"]: b for b in data["benchmarks"] if b.get("run_type", "iteration") == "iteration"}
+    print()
+    print(f"{'figure':44} {'rate':>12} {'floor rate':>12} {'ratio':>7}")
+    for name, b in runs.items():
+        if name.endswith("_Floor") or "_Floor/" in name:
+            continue
+        floor_name = name.replace("/", "_Floor/", 1) if "/" in name else name + "_Floor"
+        floor = runs.get(floor_name)
+        if floor is None:
+            print(f"{name:44} (no floor)")
+            continue
+        r, unit = rate(b)
+        fr, _ = rate(floor)
+        ratio = r / fr if fr else 0.0
+        print(f"{name:44} {human(r):>10} {unit:<5} {human(fr):>10} {ratio:7.0%}")
+
+
+if __name__ == "__main__":
+    main(sys.argv[1])
