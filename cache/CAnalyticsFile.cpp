@@ -1,0 +1,299 @@
+#include "cache/CAnalyticsFile.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <limits>
+#include <new>
+
+#include "cache/CacheFileLock.h"
+#include "cache/record_format.h"
+#include "common/json_text.h"
+
+namespace orin {
+namespace {
+
+// Shared by every ReadChunk caller, unguarded, as the chunked reader has always worked.
+char g_chunkArea[record::kChunkSize];
+
+struct FileCloser {
+  void operator()(std::FILE* f) const { std::fclose(f); }
+};
+using File = std::unique_ptr<std::FILE, FileCloser>;
+
+File Open(const char* path, const char* mode) {
+  return File(path != nullptr ? std::fopen(path, mode) : nullptr);
+}
+
+// File length as a 32-bit value, as the format has always been read; -1 when unknown.
+std::int64_t FileLength(std::FILE* f) {
+  if (std::fseek(f, 0, SEEK_END) != 0) return -1;
+  const long end = std::ftell(f);
+  if (end < 0 || end > std::numeric_limits<std::int32_t>::max()) return -1;
+  return end;
+}
+
+std::string DecryptPayload(CMyEncrypt& cipher, const char* record, std::int32_t length) {
+  const std::int32_t n = length - record::kHeaderSize;
+  std::string text(record + record::kHeaderSize, static_cast<std::size_t>(n));
+  cipher.Decrypt(text.data(), n, text.data(), n);
+  return text;
+}
+
+}  // namespace
+
+CAnalyticsFile::CAnalyticsFile() { cipher_.SetKey(record::kCacheKey, record::kCacheKeyLength); }
+
+CAnalyticsFile::~CAnalyticsFile() = default;
+
+bool CAnalyticsFile::LoadFile(const char* path) {
+  readIndex_ = 0;
+  fileBuffer_.reset();
+  records_.clear();
+  fileSize_ = 0;
+  return LoadRecords(path, records_);
+}
+
+bool CAnalyticsFile::LoadRecords(const char* path, std::vector<const char*>& out) {
+  File f = Open(path, "rb");
+  if (!f) return false;
+  const std::int64_t size = FileLength(f.get());
+  if (size < 0 || std::fseek(f.get(), 0, SEEK_SET) != 0) return false;
+  std::unique_ptr<char[]> buffer(new (std::nothrow) char[static_cast<std::size_t>(size) + 1]);
+  if (!buffer) return false;
+  // A file that shrank meanwhile: only the bytes really read are walked.
+  const std::int64_t got =
+      static_cast<std::int64_t>(std::fread(buffer.get(), 1, static_cast<std::size_t>(size), f.get()));
+  fileBuffer_ = std::move(buffer);
+  fileSize_ = got;
+  std::int64_t offset = 0;
+  std::int32_t length = 0;
+  while (offset < got &&
+         record::Classify(fileBuffer_.get(), offset, got, length) == record::Step::kRecord) {
+    out.push_back(fileBuffer_.get() + offset);
+    offset += length;
+  }
+  return true;
+}
+
+std::vector<std::string> CAnalyticsFile::TakeRecords(std::int32_t& count) {
+  std::vector<std::string> texts;
+  std::int32_t taken = 0;
+  std::size_t i = static_cast<std::size_t>(readIndex_);
+  while (taken < count && i < records_.size()) {
+    texts.push_back(DecryptPayload(cipher_, records_[i], record::ReadLength(records_[i])));
+    ++i;
+    ++taken;
+  }
+  readIndex_ += taken;
+  count = taken;
+  return texts;
+}
+
+bool CAnalyticsFile::ReadNextBatch(Json::Value& out, std::int32_t& count) {
+  const std::vector<std::string> texts = TakeRecords(count);
+  if (texts.empty()) return false;
+  ParseRecords(out, texts);
+  return true;
+}
+
+bool CAnalyticsFile::ReadNextBatchWithUser(Json::Value& out, std::int32_t& count,
+                                           const char* user) {
+  const std::vector<std::string> texts = TakeRecords(count);
+  if (texts.empty()) return false;
+  ParseRecordsWithUser(out, texts, user);
+  return true;
+}
+
+void CAnalyticsFile::PutBack(std::int32_t count) {
+  // Floors at 0; a negative count cannot push the index past the loaded records either, or a
+  // later CommitConsumed would report records as delivered that never were.
+  const std::int64_t index = std::int64_t{readIndex_} - count;
+  const auto last = static_cast<std::int64_t>(records_.size());
+  readIndex_ = static_cast<std::int32_t>(std::clamp<std::int64_t>(index, 0, std::max<std::int64_t>(last, readIndex_)));
+}
+
+bool CAnalyticsFile::CommitConsumed(const char* path) {
+  if (static_cast<std::size_t>(readIndex_) < records_.size()) {
+    WriteUnread(path);
+    return false;
+  }
+  return true;
+}
+
+bool CAnalyticsFile::WriteUnread(const char* path) {
+  File f = Open(path, "wb");
+  if (!f) return false;
+  if (!fileBuffer_) return true;
+  const char* start;
+  if (static_cast<std::size_t>(readIndex_) < records_.size()) {
+    start = records_[static_cast<std::size_t>(readIndex_)];
+  } else if (records_.empty()) {
+    start = fileBuffer_.get();
+  } else {
+    start = records_.back() + record::ReadLength(records_.back());
+  }
+  const char* end = fileBuffer_.get() + fileSize_;
+  std::fwrite(start, 1, static_cast<std::size_t>(end - start), f.get());
+  return true;
+}
+
+bool CAnalyticsFile::ReadChunk(const char* path, std::vector<std::string>& out,
+                               std::int64_t& offset) {
+  File f = Open(path, "rb");
+  if (!f) return false;
+  const std::int64_t size = FileLength(f.get());
+  if (size < 0 || size == offset || size - offset < 0) return false;
+  if (std::fseek(f.get(), static_cast<long>(static_cast<std::int32_t>(offset)), SEEK_SET) != 0) {
+    return false;
+  }
+  // Bounded by the whole file's size, not by what remains after offset: kept as it always was.
+  const std::int64_t n = std::min<std::int64_t>(size, record::kChunkSize);
+  // Only the bytes actually read are walked, never a stale earlier chunk behind them.
+  const std::int64_t got =
+      static_cast<std::int64_t>(std::fread(g_chunkArea, 1, static_cast<std::size_t>(n), f.get()));
+  std::int64_t pos = 0;
+  std::int32_t length = 0;
+  while (pos < got && record::Classify(g_chunkArea, pos, got, length) == record::Step::kRecord) {
+    char* payload = g_chunkArea + pos + record::kHeaderSize;
+    const std::int32_t m = length - record::kHeaderSize;
+    cipher_.Decrypt(payload, m, payload, m);
+    out.emplace_back(payload, static_cast<std::size_t>(m));
+    pos += length;
+  }
+  offset += pos;
+  return true;
+}
+
+bool CAnalyticsFile::ReadChunks(const char* path, std::vector<Json::Value*>& out) {
+  std::int64_t offset = 0;
+  for (;;) {
+    std::vector<std::string> texts;
+    if (!ReadChunk(path, texts, offset) || texts.empty()) break;
+    auto chunk = std::make_unique<Json::Value>();
+    ParseRecords(*chunk, texts);
+    if (!chunk->empty()) out.push_back(chunk.release());
+  }
+  return true;
+}
+
+bool CAnalyticsFile::ReadRecordTexts(const char* path, std::vector<std::string>& out) {
+  std::unique_ptr<char[]> buffer(new (std::nothrow) char[record::kChunkSize]);
+  if (!buffer) return false;
+  File f = Open(path, "rb");
+  if (!f) return false;
+  const std::int64_t size = FileLength(f.get());
+  if (size < 0) return false;
+  std::int64_t position = 0;
+  std::int64_t remaining = size;
+  while (remaining > 0) {
+    const std::int64_t n = std::min<std::int64_t>(remaining, record::kChunkSize);
+    if (std::fseek(f.get(), static_cast<long>(position), SEEK_SET) != 0) break;
+    const std::int64_t got =
+        static_cast<std::int64_t>(std::fread(buffer.get(), 1, static_cast<std::size_t>(n), f.get()));
+    std::int64_t pos = 0;
+    bool consumedAll = false;
+    while (pos < got) {
+      std::int32_t length = 0;
+      const record::Step step = record::Classify(buffer.get(), pos, got, length);
+      if (step == record::Step::kZero) {
+        pos += 8;  // 8, not 4: the reader has always skipped a zero record this way
+        continue;
+      }
+      if (step != record::Step::kRecord) {
+        // A record running past the chunk (or a length that cannot be one) ends this call: the
+        // rest of the file counts as consumed.
+        consumedAll = true;
+        break;
+      }
+      char* payload = buffer.get() + pos + record::kHeaderSize;
+      const std::int32_t m = length - record::kHeaderSize;
+      cipher_.Decrypt(payload, m, payload, m);
+      out.emplace_back(payload, static_cast<std::size_t>(m));
+      pos += length;
+    }
+    if (consumedAll || got == 0) break;
+    position += pos;
+    remaining -= pos;
+  }
+  return true;
+}
+
+bool CAnalyticsFile::ReadAllEvents(const char* path, Json::Value& out) {
+  std::vector<std::string> texts;
+  if (!ReadRecordTexts(path, texts)) return false;
+  ParseRecords(out, texts);
+  return true;
+}
+
+namespace {
+
+// Values worth keeping: parsed, and not null, {} or []. A caller's out that is neither null nor an
+// array cannot take elements; it is left alone rather than letting JsonCpp throw into the host.
+std::vector<Json::Value> ParseKept(const std::vector<std::string>& texts, const Json::Value& out) {
+  std::vector<Json::Value> kept;
+  if (!out.isNull() && !out.isArray()) return kept;
+  for (const std::string& text : texts) {
+    Json::Value value;
+    if (ParseJsonText(text.data(), text.data() + text.size(), value) && !value.empty()) {
+      kept.push_back(std::move(value));
+    }
+  }
+  return kept;
+}
+
+}  // namespace
+
+void CAnalyticsFile::ParseRecords(Json::Value& out, const std::vector<std::string>& texts) {
+  for (Json::Value& value : ParseKept(texts, out)) out.append(std::move(value));
+}
+
+void CAnalyticsFile::ParseRecordsWithUser(Json::Value& out, const std::vector<std::string>& texts,
+                                          const char* user) {
+  for (Json::Value& value : ParseKept(texts, out)) {
+    // Only objects have members; other kept values pass through unchanged.
+    if (value.isObject()) value["u"] = user != nullptr ? user : "";
+    out.append(std::move(value));
+  }
+}
+
+bool CAnalyticsFile::AppendText(const char* path, const char* text) {
+  if (text == nullptr) return false;
+  return AppendPayload(path, std::string(text));
+}
+
+bool CAnalyticsFile::AppendEvent(const char* path, const Json::Value& event) {
+  return AppendPayload(path, ToFastText(event));
+}
+
+bool CAnalyticsFile::AppendPayload(const char* path, const std::string& payload) {
+  constexpr auto kMaxPayload = std::numeric_limits<std::int32_t>::max() - record::kHeaderSize;
+  if (payload.size() > static_cast<std::size_t>(kMaxPayload)) return false;
+  const auto n = static_cast<std::int32_t>(payload.size());
+  std::unique_ptr<char[]> buffer(NewRecord(n + record::kHeaderSize));
+  if (!buffer) return false;
+  cipher_.Encrypt(payload.data(), n, buffer.get() + record::kHeaderSize, n);
+  return AppendRecord(path, buffer.get(), n + record::kHeaderSize);
+}
+
+bool CAnalyticsFile::AppendRecord(const char* path, const void* record, std::int32_t size) {
+  CacheFileLock lock;
+  lock.Lock();  // the write goes ahead even when the lock could not be taken
+  File f = Open(path, "ab+");
+  if (!f) return false;
+  if (size > 0) std::fwrite(record, 1, static_cast<std::size_t>(size), f.get());
+  return true;
+}
+
+char* CAnalyticsFile::NewRecord(std::int32_t size) {
+  if (size < record::kHeaderSize) return nullptr;
+  char* buffer = new (std::nothrow) char[static_cast<std::size_t>(size)];
+  if (buffer != nullptr) record::WriteLength(buffer, size);
+  return buffer;
+}
+
+CAnalyticsFile* GetAnalyticsFile() {
+  static CAnalyticsFile instance;
+  return &instance;
+}
+
+}  // namespace orin

@@ -1,0 +1,63 @@
+#pragma once
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <orinpoint/IAnalyticsFile.h>
+
+#include "cache/CMyEncrypt.h"
+
+namespace orin {
+
+// The event cache file (format in cache/record_format.h). Not internally locked: one thread at a
+// time. Only AppendRecord takes the cross-process cache lock; the delivery cycle works on the
+// memory image taken by LoadFile.
+class CAnalyticsFile : public IAnalyticsFile {
+ public:
+  CAnalyticsFile();
+  virtual ~CAnalyticsFile();
+  CAnalyticsFile(const CAnalyticsFile&) = delete;
+  CAnalyticsFile& operator=(const CAnalyticsFile&) = delete;
+
+  bool LoadFile(const char* path) override;
+  bool ReadChunks(const char* path, std::vector<Json::Value*>& out) override;
+  bool ReadAllEvents(const char* path, Json::Value& out) override;
+  bool AppendText(const char* path, const char* text) override;
+  bool AppendEvent(const char* path, const Json::Value& event) override;
+  bool ReadNextBatch(Json::Value& out, std::int32_t& count) override;
+  bool CommitConsumed(const char* path) override;
+  void PutBack(std::int32_t count) override;
+  bool ReadNextBatchWithUser(Json::Value& out, std::int32_t& count, const char* user) override;
+
+  virtual bool WriteUnread(const char* path);
+  virtual bool LoadRecords(const char* path, std::vector<const char*>& out);
+  // Not reentrant: every caller shares one module-wide chunk area.
+  virtual bool ReadChunk(const char* path, std::vector<std::string>& out, std::int64_t& offset);
+  virtual bool ReadRecordTexts(const char* path, std::vector<std::string>& out);
+  virtual void ParseRecords(Json::Value& out, const std::vector<std::string>& texts);
+  virtual void ParseRecordsWithUser(Json::Value& out, const std::vector<std::string>& texts,
+                                    const char* user);
+  virtual bool AppendRecord(const char* path, const void* record, std::int32_t size);
+  // The caller owns the result (delete[]); nullptr when size cannot hold the length field.
+  virtual char* NewRecord(std::int32_t size);
+
+  std::int32_t readIndex() const { return readIndex_; }
+  std::size_t recordCount() const { return records_.size(); }
+
+ private:
+  bool AppendPayload(const char* path, const std::string& payload);
+  // Decrypted texts of `count` loaded records from readIndex on; advances readIndex.
+  std::vector<std::string> TakeRecords(std::int32_t& count);
+
+  CMyEncrypt cipher_;
+  std::unique_ptr<char[]> fileBuffer_;
+  std::vector<const char*> records_;
+  std::int32_t readIndex_ = 0;
+  std::int64_t fileSize_ = 0;
+};
+
+// The process-wide cache file object, built on first use.
+CAnalyticsFile* GetAnalyticsFile();
+
+}  // namespace orin

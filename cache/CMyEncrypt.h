@@ -1,0 +1,27 @@
+#pragma once
+#include <cstdint>
+
+namespace orin {
+
+// Repeating-key XOR over the three low bytes of a checksum of the key text; the same transform
+// encrypts and decrypts. Owned by its cache file object; read-only (thread-safe) once keyed.
+class CMyEncrypt {
+ public:
+  CMyEncrypt() = default;
+  virtual ~CMyEncrypt() = default;
+
+  virtual bool SetKey(const char* key, std::int32_t length);
+  virtual bool Encrypt(const char* in, std::int32_t length, char* out, std::int32_t capacity);
+  virtual bool Decrypt(const char* in, std::int32_t length, char* out, std::int32_t capacity);
+  virtual bool DoEncrypt(const char* in, std::int32_t length, char* out, std::int32_t capacity);
+  virtual bool DoDecrypt(const char* in, std::int32_t length, char* out, std::int32_t capacity);
+  // in and out may be the same buffer; a length of 0 or less writes nothing.
+  virtual void XorWithKey(const char* in, std::int32_t length, char* out);
+
+  std::uint32_t keyState() const { return keyState_; }
+
+ private:
+  std::uint32_t keyState_ = 0;
+};
+
+}  // namespace orin

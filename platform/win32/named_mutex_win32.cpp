@@ -1,0 +1,29 @@
+#include "platform/named_mutex.h"
+
+#include <windows.h>
+
+namespace orin::platform {
+namespace {
+bool Usable(MutexHandle h) { return h != nullptr && h != InvalidMutexHandle(); }
+}  // namespace
+
+MutexHandle OpenNamedMutex(const wchar_t* name) {
+  return OpenMutexW(MUTEX_ALL_ACCESS, FALSE, name);
+}
+
+MutexHandle CreateNamedMutex(const wchar_t* name) { return CreateMutexW(nullptr, FALSE, name); }
+
+WaitResult WaitNamedMutex(MutexHandle handle) {
+  if (!Usable(handle)) return WaitResult::kFailed;
+  switch (WaitForSingleObject(handle, INFINITE)) {
+    case WAIT_OBJECT_0: return WaitResult::kAcquired;
+    case WAIT_ABANDONED: return WaitResult::kAbandoned;
+    default: return WaitResult::kFailed;
+  }
+}
+
+// The invalid value is also the current-process pseudo handle; never hand it to the kernel.
+bool ReleaseNamedMutex(MutexHandle handle) { return Usable(handle) && ReleaseMutex(handle) != 0; }
+bool CloseNamedMutex(MutexHandle handle) { return Usable(handle) && CloseHandle(handle) != 0; }
+
+}  // namespace orin::platform

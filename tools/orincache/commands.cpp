@@ -1,0 +1,103 @@
+#include "tools/orincache/commands.h"
+
+#include <cinttypes>
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <optional>
+#include <ostream>
+#include <vector>
+
+#include <json/value.h>
+
+#include "cache/CAnalyticsFile.h"
+#include "cache/record_scanner.h"
+#include "common/json_text.h"
+
+namespace orin::orincache {
+namespace {
+
+std::optional<std::vector<ScannedRecord>> Scan(const std::string& path, std::ostream& err) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) {
+    err << "orincache: cannot read " << path << '\n';
+    return std::nullopt;
+  }
+  const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  if (in.bad()) {
+    err << "orincache: cannot read " << path << '\n';
+    return std::nullopt;
+  }
+  return ScanCacheBytes(bytes.data(), static_cast<std::int64_t>(bytes.size()));
+}
+
+// One line per event: the writer's own line as stored, or a compact re-rendering when the text
+// spans several lines.
+std::string OneLine(const std::string& text) {
+  std::string line = text;
+  while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) line.pop_back();
+  if (line.find('\n') == std::string::npos) return line;
+  Json::Value value;
+  ParseJsonText(text.data(), text.data() + text.size(), value);
+  line = ToFastText(value);
+  if (!line.empty() && line.back() == '\n') line.pop_back();
+  return line;
+}
+
+}  // namespace
+
+int Dump(const std::string& path, bool all, std::ostream& out, std::ostream& err) {
+  const auto records = Scan(path, err);
+  if (!records) return 2;
+  for (const ScannedRecord& r : *records) {
+    if (r.status == RecordStatus::kOk) {
+      out << OneLine(r.text) << '\n';
+    } else if (all) {
+      out << "error at offset " << r.offset << ": " << RecordStatusName(r.status) << '\n';
+    }
+  }
+  return 0;
+}
+
+int List(const std::string& path, std::ostream& out, std::ostream& err) {
+  const auto records = Scan(path, err);
+  if (!records) return 2;
+  char line[96];
+  for (const ScannedRecord& r : *records) {
+    std::snprintf(line, sizeof line, "%12" PRId64 " %11" PRId32 "  %s\n", r.offset, r.length,
+                  RecordStatusName(r.status));
+    out << line;
+  }
+  return 0;
+}
+
+int Verify(const std::string& path, std::ostream& out, std::ostream& err) {
+  const auto records = Scan(path, err);
+  if (!records) return 2;
+  for (const ScannedRecord& r : *records) {
+    if (r.status != RecordStatus::kOk) {
+      out << path << ": damaged at offset " << r.offset << ": " << RecordStatusName(r.status)
+          << '\n';
+      return 1;
+    }
+  }
+  out << path << ": ok, " << records->size() << " records\n";
+  return 0;
+}
+
+int Append(const std::string& path, const std::string& json, std::ostream& out,
+           std::ostream& err) {
+  Json::Value event;
+  if (!ParseJsonText(json.data(), json.data() + json.size(), event) || !event.isObject()) {
+    err << "orincache: not a JSON object: " << json << '\n';
+    return 2;
+  }
+  if (!GetAnalyticsFile()->AppendEvent(path.c_str(), event)) {
+    err << "orincache: cannot append to " << path << '\n';
+    return 2;
+  }
+  out << "appended 1 event to " << path << '\n';
+  return 0;
+}
+
+}  // namespace orin::orincache

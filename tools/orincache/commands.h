@@ -1,0 +1,15 @@
+#pragma once
+#include <iosfwd>
+#include <string>
+
+// The inspector's commands. Each returns the process exit code: 0 success, 1 a damaged cache
+// (verify only), 2 an unreadable file or a bad argument (with a one-line message on err).
+
+namespace orin::orincache {
+
+int Dump(const std::string& path, bool all, std::ostream& out, std::ostream& err);
+int List(const std::string& path, std::ostream& out, std::ostream& err);
+int Verify(const std::string& path, std::ostream& out, std::ostream& err);
+int Append(const std::string& path, const std::string& json, std::ostream& out, std::ostream& err);
+
+}  // namespace orin::orincache
