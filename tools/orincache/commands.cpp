@@ -2,8 +2,6 @@
 
 #include <cinttypes>
 #include <cstdio>
-#include <fstream>
-#include <iterator>
 #include <optional>
 #include <ostream>
 #include <vector>
@@ -18,13 +16,17 @@ namespace orin::orincache {
 namespace {
 
 std::optional<std::vector<ScannedRecord>> Scan(const std::string& path, std::ostream& err) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) {
-    err << "orincache: cannot read " << path << '\n';
-    return std::nullopt;
+  std::FILE* f = std::fopen(path.c_str(), "rb");
+  std::string bytes;
+  bool ok = f != nullptr;
+  if (ok) {
+    char block[65536];
+    std::size_t got;
+    while ((got = std::fread(block, 1, sizeof block, f)) > 0) bytes.append(block, got);
+    ok = std::ferror(f) == 0;  // a folder opens on some systems but cannot be read
+    std::fclose(f);
   }
-  const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  if (in.bad()) {
+  if (!ok) {
     err << "orincache: cannot read " << path << '\n';
     return std::nullopt;
   }
