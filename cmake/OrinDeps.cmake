@@ -21,7 +21,12 @@ else()
   add_library(orin::jsoncpp ALIAS PkgConfig::JSONCPP)
 
   find_package(Threads REQUIRED)
+  # SimpleIni is header-only (libsimpleini-dev); libuuid gives the random GUIDs.
+  find_path(ORIN_SIMPLEINI_INCLUDE_DIR SimpleIni.h REQUIRED)
+  find_library(ORIN_UUID_LIBRARY uuid REQUIRED)
   add_library(orin_platform_libs INTERFACE)
-  target_link_libraries(orin_platform_libs INTERFACE Threads::Threads ${CMAKE_DL_LIBS})
+  target_include_directories(orin_platform_libs SYSTEM INTERFACE ${ORIN_SIMPLEINI_INCLUDE_DIR})
+  target_link_libraries(orin_platform_libs INTERFACE Threads::Threads ${CMAKE_DL_LIBS}
+                        ${ORIN_UUID_LIBRARY})
   add_library(orin::platform_libs ALIAS orin_platform_libs)
 endif()

@@ -1,0 +1,113 @@
+#include "platform/files.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <string>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace orin::platform {
+namespace {
+
+int OpenRetrying(const char* path, int flags, mode_t mode = 0) {
+  int fd;
+  do {
+    fd = ::open(path, flags | O_CLOEXEC, mode);
+  } while (fd < 0 && errno == EINTR);
+  return fd;
+}
+
+bool WriteAll(int fd, const char* data, std::size_t size) {
+  while (size > 0) {
+    const ssize_t n = ::write(fd, data, size);
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      return false;
+    }
+    data += n;
+    size -= static_cast<std::size_t>(n);
+  }
+  return true;
+}
+
+std::string ParentOf(const std::string& path) {
+  std::string p = path;
+  while (p.size() > 1 && p.back() == '/') p.pop_back();
+  const std::size_t slash = p.rfind('/');
+  if (slash == std::string::npos) return ".";
+  if (slash == 0) return "/";
+  return p.substr(0, slash);
+}
+
+}  // namespace
+
+PathStatus QueryPath(const char* path) {
+  if (path == nullptr || *path == '\0') return PathStatus::kOtherError;
+  struct stat st;
+  if (::stat(path, &st) == 0) return PathStatus::kExists;
+  if (errno != ENOENT) return PathStatus::kOtherError;
+  // Windows says "file not found" only when the folder above exists; a missing folder on the
+  // way is "path not found", which callers must not mistake for a creatable last level.
+  struct stat parent;
+  if (::stat(ParentOf(path).c_str(), &parent) == 0 && S_ISDIR(parent.st_mode)) {
+    return PathStatus::kNotFound;
+  }
+  return PathStatus::kOtherError;
+}
+
+bool CreateDir(const char* path) {
+  if (path == nullptr || *path == '\0') return false;
+  return ::mkdir(path, 0777) == 0;
+}
+
+bool CopyFileOverwriting(const char* from, const char* to) {
+  if (from == nullptr || to == nullptr) return false;
+  const int in = OpenRetrying(from, O_RDONLY);
+  if (in < 0) return false;
+  struct stat st;
+  if (::fstat(in, &st) != 0 || !S_ISREG(st.st_mode)) {
+    ::close(in);
+    return false;
+  }
+  const int out = OpenRetrying(to, O_WRONLY | O_CREAT | O_TRUNC, st.st_mode & 0777);
+  if (out < 0) {
+    ::close(in);
+    return false;
+  }
+  bool ok = true;
+  char chunk[65536];
+  for (;;) {
+    const ssize_t n = ::read(in, chunk, sizeof chunk);
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      ok = false;
+      break;
+    }
+    if (n == 0) break;
+    if (!WriteAll(out, chunk, static_cast<std::size_t>(n))) {
+      ok = false;
+      break;
+    }
+  }
+  ::close(in);
+  if (::close(out) != 0) ok = false;
+  return ok;
+}
+
+bool MoveFileReplacing(const char* from, const char* to) {
+  if (from == nullptr || to == nullptr) return false;
+  if (::rename(from, to) == 0) return true;
+  if (errno != EXDEV) return false;
+  // Across file systems, as MOVEFILE_COPY_ALLOWED does: copy, then drop the source.
+  if (!CopyFileOverwriting(from, to)) return false;
+  return ::unlink(from) == 0;
+}
+
+bool RemoveFile(const char* path) {
+  if (path == nullptr) return false;
+  return ::unlink(path) == 0;
+}
+
+}  // namespace orin::platform

@@ -1,0 +1,110 @@
+#include "platform/process.h"
+
+#include <atomic>
+#include <cerrno>
+#include <new>
+#include <thread>
+
+#include <spawn.h>
+#include <sys/types.h>
+#include <sys/wait.h>
+#include <time.h>
+#include <unistd.h>
+
+extern char** environ;
+
+namespace orin::platform {
+namespace {
+
+constexpr std::uint32_t kInfinite = 0xFFFFFFFFu;
+
+struct PosixProcess {
+  pid_t pid;
+  bool reaped = false;  // touched only by the thread that holds the handle
+};
+
+// True when the child has ended and has been reaped; never blocks.
+bool TryReap(PosixProcess* process) {
+  if (process->reaped) return true;
+  int status = 0;
+  pid_t r;
+  do {
+    r = ::waitpid(process->pid, &status, WNOHANG);
+  } while (r < 0 && errno == EINTR);
+  // ECHILD: somebody else (a host with its own SIGCHLD handling) already reaped it.
+  if (r == process->pid || (r < 0 && errno == ECHILD)) process->reaped = true;
+  return process->reaped;
+}
+
+void Nap(long ms) {
+  timespec t{0, ms * 1000000L};
+  ::nanosleep(&t, nullptr);
+}
+
+}  // namespace
+
+ProcessHandle StartProcess(const std::string& commandLine) {
+  std::vector<std::string> args = SplitCommandLine(commandLine);
+  if (args.empty() || args[0].empty()) return nullptr;
+  std::vector<char*> argv;
+  argv.reserve(args.size() + 1);
+  for (std::string& a : args) argv.push_back(&a[0]);
+  argv.push_back(nullptr);
+
+  pid_t pid = 0;
+  if (::posix_spawn(&pid, argv[0], nullptr, nullptr, argv.data(), environ) != 0) return nullptr;
+  auto* process = new (std::nothrow) PosixProcess{pid};
+  if (process == nullptr) {
+    // Still reap it, so a failed allocation leaves no zombie behind.
+    try {
+      std::thread([pid] { ::waitpid(pid, nullptr, 0); }).detach();
+    } catch (...) {
+    }
+  }
+  return process;
+}
+
+bool WaitProcess(ProcessHandle process, std::uint32_t timeoutMs) {
+  if (process == nullptr) return false;
+  auto* p = static_cast<PosixProcess*>(process);
+  if (timeoutMs == kInfinite) {
+    while (!p->reaped) {
+      int status = 0;
+      const pid_t r = ::waitpid(p->pid, &status, 0);
+      if (r == p->pid || (r < 0 && errno != EINTR)) p->reaped = true;
+    }
+    return true;
+  }
+  // Polling keeps the wait bounded without signals, which belong to the host process.
+  timespec start;
+  ::clock_gettime(CLOCK_MONOTONIC, &start);
+  for (;;) {
+    if (TryReap(p)) return true;
+    timespec now;
+    ::clock_gettime(CLOCK_MONOTONIC, &now);
+    const long long elapsed = (now.tv_sec - start.tv_sec) * 1000LL + (now.tv_nsec - start.tv_nsec) / 1000000LL;
+    if (elapsed >= static_cast<long long>(timeoutMs)) return false;
+    const long long left = static_cast<long long>(timeoutMs) - elapsed;
+    Nap(left < 5 ? static_cast<long>(left) : 5L);
+  }
+}
+
+void CloseProcess(ProcessHandle process) {
+  if (process == nullptr) return;
+  auto* p = static_cast<PosixProcess*>(process);
+  if (!TryReap(p)) {
+    // The caller must not block; the child must not stay a zombie once it ends.
+    const pid_t pid = p->pid;
+    try {
+      std::thread([pid] {
+        while (::waitpid(pid, nullptr, 0) < 0 && errno == EINTR) {
+        }
+      }).detach();
+    } catch (...) {
+      // No thread to spare: the zombie is the lesser harm than blocking the host.
+    }
+  }
+  delete p;
+}
+
+}  // namespace orin::platform
