@@ -1,0 +1,169 @@
+#pragma once
+#include <atomic>
+#include <cstdint>
+#include <deque>
+#include <mutex>
+#include <string>
+
+#include <json/value.h>
+#include <orinpoint/EventRecord.h>
+#include <orinpoint/IQuillAnalyze.h>
+
+#include "platform/thread.h"
+
+namespace orin {
+
+// The analytics engine. The host's thread fills and posts events; a lazily started worker thread
+// drains the queue. Only the queue (and the common properties the worker's gate reads) is locked;
+// everything else belongs to the host's thread. Every call the engine makes to one of its own
+// virtual operations goes through the virtual table, so an override changes every path using it.
+//
+// Lifetime: the process-wide engine (GetAnalyzeEngine) lives in static storage, so its Release
+// does nothing. Any other engine must have been made with new; its Release deletes it. Call
+// StopWorker before an engine with a running worker goes away.
+class CQuillAnalyze : public IQuillAnalyze {
+ public:
+  CQuillAnalyze();
+  CQuillAnalyze(const CQuillAnalyze&) = delete;
+  CQuillAnalyze& operator=(const CQuillAnalyze&) = delete;
+
+  // IQuillAnalyze, in its order.
+  bool Initialize(const std::string& cachePath, const std::string& collectAddress, bool ignored,
+                  bool hostFlag, const char* xid) override;
+  bool InitializeWithIdFile(const std::string& cachePath, const std::string& idFilePath,
+                            const std::string& collectAddress, const char* xid) override;
+  void SetRootPrefix(std::string prefix) override;
+  void SetEventIds(std::int32_t l, std::int32_t n) override;
+  void SetCommonStringAt(std::int32_t index, const std::string& value) override;
+  void SetCommonString(std::string key, const std::string& value) override;
+  void SetCommonInt64At(std::int32_t index, std::int64_t value) override;
+  void SetCommonInt64(std::string key, std::int64_t value) override;
+  void SetCommonIntAt(std::int32_t index, std::int32_t value) override;
+  void SetCommonInt(std::string key, std::int32_t value) override;
+  void SetEventStringAt(std::int32_t index, const std::string& value) override;
+  void SetEventString(std::string key, const std::string& value) override;
+  void SetEventInt64At(std::int32_t index, std::int64_t value) override;
+  void SetEventInt64(std::string key, std::int64_t value) override;
+  void SetEventIntAt(std::int32_t index, std::int32_t value) override;
+  void SetEventInt(std::string key, std::int32_t value) override;
+  void SetCommonDetailString(std::string key, const std::string& value) override;
+  void SetCommonDetailInt64(std::string key, std::int64_t value) override;
+  void SetCommonDetailInt(std::string key, std::int32_t value) override;
+  void SetEventDetailString(std::string key, const std::string& value) override;
+  void SetEventDetailInt64(std::string key, std::int64_t value) override;
+  void SetEventDetailInt(std::string key, std::int32_t value) override;
+  void SetForceCache(bool forceCache) override;
+  void SetSendEnabled(bool sendEnabled) override;
+  void SetAuxText(const std::string& value) override;
+  bool ReportNow(bool cacheOnly) override;
+  bool LaunchCacheSubmit() override;
+  bool PostEvent(std::int32_t dispatch) override;
+  bool StopWorker() override;
+  std::int32_t GetLastErrorCode() override;
+  void Release() override;
+  const char* GetUserConfigPath() override;
+  void ApplyUserExperience() override;
+  void SyncDeviceId(const char* xid) override;
+
+  // The engine's own operations, in their order; the destructor takes the first slot.
+  virtual ~CQuillAnalyze();
+  virtual void CollectEvent(EventRecord& record);
+  virtual bool StoreEvent(const EventRecord& record);
+  virtual bool SendEvent(const EventRecord& record, bool wait);
+  virtual bool SetCacheAndAddress(const std::string& cachePath, const std::string& collectAddress);
+  virtual void RequestStop();
+  virtual void WorkerLoop();
+  virtual bool EnsureVirtualId();
+  virtual bool AppendJsonText(const Json::Value& value);
+  virtual bool AppendTextToCache(const char* text);
+  virtual void ClearEventProperties();
+  virtual bool PrepareUserConfig(bool hostFlag);
+  virtual bool LoadEndpoints();
+  virtual const char* GetConfigIniPath();
+  virtual bool IsSecondaryEndpoint();
+  virtual bool LaunchSubmit(const Json::Value& events, bool wait);
+  virtual const char* GetHelperPath();
+  // Clears a text whose escaped form would not fit the launcher's 1024-byte buffer; a launch
+  // refuses an empty text, so an oversized event is never cut into broken JSON.
+  virtual void EscapeQuotes(std::string& text);
+  virtual void StampEventTime();
+  virtual bool IsUserExperienceOn();
+  virtual bool RequestVirtualId(std::string& vid);
+  virtual bool PostJson(const char* body);
+  virtual bool BuildBindBody(std::string vid, std::string& out);
+  virtual bool RebindVirtualId();
+  virtual bool LaunchCacheUpdate();
+
+  // Splits a virtual-id URL into host, path and scheme; a URL without a path changes nothing.
+  void ParseVidUrl(const std::string& url);
+  // Moves the cache file to its "-bak" name under the cache lock, then starts the cache update.
+  void BackupCacheFile();
+  // Path of BackupRecovery.ini beside the host executable; computed once per process.
+  static const char* GetBackupRecoveryIniPath();
+
+  // Read-only views of the state, for hosts' diagnostics and tests.
+  bool isInitialized() const { return initialized_; }
+  bool isFirstRun() const { return firstRun_; }
+  bool isVidSecure() const { return vidSecure_; }
+  const std::string& cachePath() const { return cachePath_; }
+  const std::string& collectAddress() const { return collectAddress_; }
+  const std::string& resAddress() const { return resAddress_; }
+  const std::string& vidHost() const { return vidHost_; }
+  const std::string& vidPath() const { return vidPath_; }
+  const std::string& deviceId() const { return deviceId_; }
+  const std::string& auxText() const { return auxText_; }
+  const std::string& rootPrefix() const { return rootPrefix_; }
+  std::int32_t pendingL() const { return pendingL_; }
+  std::int32_t pendingN() const { return pendingN_; }
+  const PropertyMap& commonProperties() const { return commonProperties_; }
+  const PropertyMap& eventProperties() const { return eventProperties_; }
+  const PropertyMap& commonDetails() const { return commonDetails_; }
+  const PropertyMap& eventDetails() const { return eventDetails_; }
+  bool hasWorkerThread() const { return workerThread_ != InvalidThread(); }
+  std::size_t queuedCount();
+
+  // "No worker runs"; distinct from nullptr, which a failed start leaves behind.
+  static platform::ThreadHandle InvalidThread();
+
+ private:
+  friend IQuillAnalyze* GetAnalyzeEngine();
+
+  // Writes of the common properties take the queue lock, since the worker's gate reads them.
+  void PutCommonProperty(std::string key, PropertyValue value);
+  // The worker's dispatch table for one record taken from the queue.
+  void DispatchQueued(const EventRecord& record);
+  // Starts the helper with a complete command line; waits up to 20 s when asked.
+  bool StartHelper(const std::string& commandLine, bool wait);
+  // The cache-submit and cache-update launches: refused while uninitialized or sending is off.
+  bool LaunchCacheHelper(const char* option);
+
+  platform::ThreadHandle workerThread_;
+  std::atomic<bool> stopRequested_{false};
+  std::atomic<bool> sendEnabled_{true};
+  std::atomic<bool> forceCache_{false};
+  std::atomic<bool> initialized_{false};
+  bool vidSecure_ = false;
+  bool firstRun_ = true;
+  std::string cachePath_;
+  std::string userConfigPath_;
+  std::string collectAddress_;
+  std::string resAddress_;
+  std::string vidHost_;
+  std::string vidPath_;
+  std::string deviceId_;
+  std::string reserved_;
+  std::int32_t pendingL_ = 0;
+  std::int32_t pendingN_ = 0;
+  PropertyMap commonProperties_;
+  PropertyMap eventProperties_;
+  PropertyMap commonDetails_;
+  PropertyMap eventDetails_;
+  std::string auxText_;
+  std::int32_t lastError_ = 0;
+  std::deque<EventRecord> queue_;
+  std::mutex queueLock_;
+  std::string rootPrefix_;
+  bool processWide_ = false;
+};
+
+}  // namespace orin

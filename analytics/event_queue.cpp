@@ -1,0 +1,105 @@
+#include <utility>
+
+#include "analytics/CQuillAnalyze.h"
+
+namespace orin {
+namespace {
+
+constexpr std::uint32_t kIdlePauseMs = 500;
+constexpr std::uint32_t kEventPauseMs = 100;
+constexpr std::uint32_t kStopWaitMs = 5000;
+
+unsigned WorkerThreadProc(void* engine) {
+  static_cast<CQuillAnalyze*>(engine)->WorkerLoop();
+  return 0;
+}
+
+}  // namespace
+
+bool CQuillAnalyze::PostEvent(std::int32_t dispatch) {
+  if (!initialized_) return false;
+  if (workerThread_ == InvalidThread()) {
+    workerThread_ = platform::StartThread(&WorkerThreadProc, this);
+    // A failed start leaves nullptr, which this test lets through on purpose: the event is
+    // still queued, and no later call tries to start a worker again.
+    if (workerThread_ == InvalidThread()) return false;
+  }
+  EventRecord record;
+  record.dispatch = dispatch;
+  CollectEvent(record);
+  std::lock_guard<std::mutex> guard(queueLock_);
+  queue_.push_back(std::move(record));
+  return true;
+}
+
+void CQuillAnalyze::CollectEvent(EventRecord& record) {
+  record.l = pendingL_;
+  record.n = pendingN_;
+  // Event values win over common ones of the same key.
+  for (const auto& entry : commonProperties_) record.properties[entry.first] = entry.second;
+  for (const auto& entry : eventProperties_) record.properties[entry.first] = entry.second;
+  for (const auto& entry : commonDetails_) record.details[entry.first] = entry.second;
+  for (const auto& entry : eventDetails_) record.details[entry.first] = entry.second;
+  ClearEventProperties();
+}
+
+void CQuillAnalyze::ClearEventProperties() {
+  eventProperties_.clear();
+  eventDetails_.clear();
+  pendingL_ = 0;
+  pendingN_ = 0;
+}
+
+void CQuillAnalyze::WorkerLoop() {
+  EventRecord record;
+  const std::string gateKey = "u";
+  for (;;) {
+    if (stopRequested_) return;
+    {
+      std::unique_lock<std::mutex> guard(queueLock_);
+      // Compared with the first position, not the end, on purpose: events wait while the common
+      // properties are empty or "u" is their smallest key.
+      if (queue_.empty() || commonProperties_.find(gateKey) == commonProperties_.begin()) {
+        guard.unlock();
+        platform::SleepMs(kIdlePauseMs);
+        continue;
+      }
+      record = queue_.front();
+      queue_.pop_front();
+    }
+    DispatchQueued(record);
+    platform::SleepMs(kEventPauseMs);
+  }
+}
+
+// Results are ignored: an event that could not be stored or handed over is dropped.
+void CQuillAnalyze::DispatchQueued(const EventRecord& record) {
+  if (record.dispatch == kDispatchCache || forceCache_ || !sendEnabled_) {
+    StoreEvent(record);
+  } else if (record.dispatch == kDispatchSend) {
+    SendEvent(record, false);
+  } else {
+    StoreEvent(record);
+    LaunchCacheSubmit();
+  }
+}
+
+// The stop flag is never cleared: a later PostEvent starts a worker that leaves at once, and its
+// events stay queued for good.
+bool CQuillAnalyze::StopWorker() {
+  if (workerThread_ == InvalidThread()) return true;
+  stopRequested_ = true;
+  platform::WaitThread(workerThread_, kStopWaitMs);
+  platform::CloseThread(workerThread_);
+  workerThread_ = InvalidThread();
+  return true;
+}
+
+void CQuillAnalyze::RequestStop() { stopRequested_ = true; }
+
+std::size_t CQuillAnalyze::queuedCount() {
+  std::lock_guard<std::mutex> guard(queueLock_);
+  return queue_.size();
+}
+
+}  // namespace orin

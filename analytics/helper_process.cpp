@@ -1,0 +1,120 @@
+#include <cstdio>
+#include <cstring>
+
+#include "analytics/CQuillAnalyze.h"
+#include "cache/CAnalyticsFile.h"
+#include "cache/CacheFileLock.h"
+#include "common/json_text.h"
+#include "platform/files.h"
+#include "platform/host_paths.h"
+#include "platform/os.h"
+#include "platform/process.h"
+
+namespace orin {
+namespace {
+
+using platform::kPathSep;
+
+constexpr std::uint32_t kHelperPathBufferSize = 512;
+constexpr std::size_t kEscapeBufferSize = 1024;
+constexpr std::uint32_t kSubmitWaitMs = 20000;
+constexpr std::uint32_t kAfterStartPauseMs = 500;
+
+std::string Quoted(const char* path) { return std::string("\"") + path + "\""; }
+
+}  // namespace
+
+const char* CQuillAnalyze::GetHelperPath() {
+  static std::string cached;
+  if (!cached.empty()) return cached.c_str();
+  char buffer[kHelperPathBufferSize] = {};
+  platform::HostExecutablePath(buffer, kHelperPathBufferSize);
+  char* lastSep = std::strrchr(buffer, kPathSep);
+  // Left empty, so that the next call tries again.
+  if (lastSep == nullptr) return nullptr;
+  *lastSep = '\0';
+  cached = std::string(buffer) + kPathSep + "orinhlp.exe";
+  return cached.c_str();
+}
+
+bool CQuillAnalyze::StartHelper(const std::string& commandLine, bool wait) {
+  platform::ProcessHandle process = platform::StartProcess(commandLine);
+  if (process == nullptr) {
+    GetLastErrorCode();
+    return false;
+  }
+  // The helper is never killed: after the wait it runs on by itself.
+  if (wait) platform::WaitProcess(process, kSubmitWaitMs);
+  platform::CloseProcess(process);
+  platform::SleepMs(kAfterStartPauseMs);
+  return true;
+}
+
+bool CQuillAnalyze::LaunchCacheHelper(const char* option) {
+  if (!initialized_ || !sendEnabled_) return false;
+  const char* helper = GetHelperPath();
+  if (helper == nullptr) return false;
+  return StartHelper(Quoted(helper) + option, false);
+}
+
+bool CQuillAnalyze::LaunchCacheSubmit() { return LaunchCacheHelper(" -submit_cache"); }
+
+bool CQuillAnalyze::LaunchCacheUpdate() { return LaunchCacheHelper(" -update_cache"); }
+
+bool CQuillAnalyze::LaunchSubmit(const Json::Value& events, bool wait) {
+  std::string text = ToFastText(events);
+  EscapeQuotes(text);
+  // Empty means refused (too long to pass); the writer never produces an empty text itself.
+  if (text.empty()) return false;
+  const char* helper = GetHelperPath();
+  if (helper == nullptr) return false;
+  return StartHelper(Quoted(helper) + " -submit \"" + text + "\"", wait);
+}
+
+void CQuillAnalyze::EscapeQuotes(std::string& text) {
+  char buffer[kEscapeBufferSize] = {};
+  std::size_t used = 0;
+  for (char c : text) {
+    // The line feed the JSON writer ends with, and anything after it, never reach the command line.
+    if (c == '\n') break;
+    const std::size_t needed = (c == '"') ? 2 : 1;
+    if (used + needed > kEscapeBufferSize - 1) {
+      text.clear();
+      return;
+    }
+    if (c == '"') buffer[used++] = '\\';
+    buffer[used++] = c;
+  }
+  text.assign(buffer);
+}
+
+bool CQuillAnalyze::AppendTextToCache(const char* text) {
+  CacheFileLock lock;
+  lock.Lock();
+  bool written = false;
+  if (text != nullptr) {
+    std::FILE* file = std::fopen(cachePath_.c_str(), "ab+");
+    if (file != nullptr) {
+      written = std::fprintf(file, "%s", text) >= 0;
+      std::fclose(file);
+    }
+  }
+  lock.Unlock();
+  return written;
+}
+
+void CQuillAnalyze::BackupCacheFile() {
+  CacheFileLock lock;
+  GetAnalyticsFile();
+  lock.Lock();
+  const std::string backup = cachePath_ + "-bak";
+  if (!platform::MoveFileReplacing(cachePath_.c_str(), backup.c_str())) {
+    platform::CopyFileOverwriting(cachePath_.c_str(), backup.c_str());
+    platform::RemoveFile(cachePath_.c_str());
+  }
+  lock.Unlock();
+  // Outside the lock, so the helper can take the cache at once.
+  LaunchCacheUpdate();
+}
+
+}  // namespace orin
