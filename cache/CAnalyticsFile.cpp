@@ -227,33 +227,40 @@ bool CAnalyticsFile::ReadAllEvents(const char* path, Json::Value& out) {
 
 namespace {
 
-// Values worth keeping: parsed, and not null, {} or []. A caller's out that is neither null nor an
-// array cannot take elements; it is left alone rather than letting JsonCpp throw into the host.
-std::vector<Json::Value> ParseKept(const std::vector<std::string>& texts, const Json::Value& out) {
-  std::vector<Json::Value> kept;
-  if (!out.isNull() && !out.isArray()) return kept;
+// Parses each text straight into a new last element of out and drops it again when it did not
+// parse or is null, {} or []: no copies, and as fast as parsing alone. A caller's out that is
+// neither null nor an array cannot take elements; it is left alone rather than letting JsonCpp
+// throw into the host.
+template <typename OnKept>
+void ParseInto(Json::Value& out, const std::vector<std::string>& texts, OnKept onKept) {
+  if (!out.isNull() && !out.isArray()) return;
+  const bool wasNull = out.isNull();
   for (const std::string& text : texts) {
-    Json::Value value;
-    if (ParseJsonText(text.data(), text.data() + text.size(), value) && !value.empty()) {
-      kept.push_back(std::move(value));
+    Json::Value& slot = out.append(Json::Value());
+    if (ParseJsonText(text.data(), text.data() + text.size(), slot) && !slot.empty()) {
+      onKept(slot);
+    } else {
+      Json::Value dropped;
+      out.removeIndex(out.size() - 1, &dropped);
     }
   }
-  return kept;
+  // A batch that kept nothing leaves a null out null, as it found it.
+  if (wasNull && out.empty()) out = Json::Value();
 }
 
 }  // namespace
 
 void CAnalyticsFile::ParseRecords(Json::Value& out, const std::vector<std::string>& texts) {
-  for (Json::Value& value : ParseKept(texts, out)) out.append(std::move(value));
+  ParseInto(out, texts, [](Json::Value&) {});
 }
 
 void CAnalyticsFile::ParseRecordsWithUser(Json::Value& out, const std::vector<std::string>& texts,
                                           const char* user) {
-  for (Json::Value& value : ParseKept(texts, out)) {
-    // Only objects have members; other kept values pass through unchanged.
-    if (value.isObject()) value["u"] = user != nullptr ? user : "";
-    out.append(std::move(value));
-  }
+  const char* u = user != nullptr ? user : "";
+  // Only objects have members; other kept values pass through unchanged.
+  ParseInto(out, texts, [u](Json::Value& v) {
+    if (v.isObject()) v["u"] = u;
+  });
 }
 
 bool CAnalyticsFile::AppendText(const char* path, const char* text) {

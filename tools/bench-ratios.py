@@ -1,10 +1,17 @@
 #!/usr/bin/env python3
 """Prints each benchmark figure beside its floor ("<figure>_Floor") from Google Benchmark's JSON.
 
-The rate compared is items/s when both report it, else bytes/s, else the inverse of real time.
+The rate compared is items/s when both report it, else bytes/s, else the inverse of real time;
+with repetitions, the medians. Each target is the least share of its floor's rate the figure must keep.
 """
 import json
 import sys
+
+TARGETS = {
+    "BM_AppendEvent": 0.60,
+    "BM_ReadBack_100k": 0.80,
+    "BM_XorWithKey_1MiB": 0.50,
+}
 
 
 def rate(b):
@@ -23,21 +30,28 @@ def human(v):
 
 def main(path):
     data = json.load(open(path))
-    runs = {b["name"]: b for b in data["benchmarks"] if b.get("run_type", "iteration") == "iteration"}
+    benches = data["benchmarks"]
+    medians = [b for b in benches if b.get("run_type") == "aggregate" and b.get("aggregate_name") == "median"]
+    if medians:  # repeated runs: compare medians
+        runs = {b["run_name"]: b for b in medians}
+    else:
+        runs = {b["name"]: b for b in benches if b.get("run_type", "iteration") == "iteration"}
     print()
-    print(f"{'figure':44} {'rate':>12} {'floor rate':>12} {'ratio':>7}")
+    print(f"{'figure':28} {'rate':>18} {'floor rate':>12} {'ratio':>7} {'target':>7}")
     for name, b in runs.items():
         if name.endswith("_Floor") or "_Floor/" in name:
             continue
         floor_name = name.replace("/", "_Floor/", 1) if "/" in name else name + "_Floor"
         floor = runs.get(floor_name)
         if floor is None:
-            print(f"{name:44} (no floor)")
+            print(f"{name:28} (no floor)")
             continue
         r, unit = rate(b)
         fr, _ = rate(floor)
         ratio = r / fr if fr else 0.0
-        print(f"{name:44} {human(r):>10} {unit:<5} {human(fr):>10} {ratio:7.0%}")
+        target = TARGETS.get(name)
+        verdict = "" if target is None else f"{target:7.0%} {'met' if ratio >= target else 'MISSED'}"
+        print(f"{name:28} {human(r):>10} {unit:<7} {human(fr):>12} {ratio:7.0%} {verdict}")
 
 
 if __name__ == "__main__":

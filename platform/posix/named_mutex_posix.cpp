@@ -1,7 +1,11 @@
 #include "platform/named_mutex.h"
 
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
+#include <map>
+#include <memory>
+#include <mutex>
 #include <string>
 
 #include <fcntl.h>
@@ -9,16 +13,26 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-// Each handle is its own open file description, so flock excludes other handles of the same
-// process as well as other processes. The kernel drops the lock when a holder dies; that cannot be
-// told apart from a clean release, so kAbandoned is never reported here.
+// A named mutex is a lock file, locked with flock. Each process opens a name's file once and keeps
+// it: appends take this lock every time, and opening and closing the file per lock cost as much
+// as the append itself. Threads of the process queue on an in-process recursive mutex first, so
+// they exclude each other and a thread may re-enter, as with a Windows mutex. The kernel drops the
+// flock when a holder dies; that cannot be told from a clean release, so kAbandoned never occurs.
 
 namespace orin::platform {
 namespace {
 
-struct PosixMutex {
-  int fd;
-  bool owned;
+struct LockFile {
+  std::string path;
+  int fd = -1;
+  std::recursive_mutex threads;
+  int depth = 0;  // nesting of the owning thread; guarded by `threads`
+  std::chrono::steady_clock::time_point checked{};
+};
+
+struct Handle {
+  LockFile* file;
+  int owned;  // this handle's share of the nesting
 };
 
 std::string LockPath(const wchar_t* name) {
@@ -35,54 +49,105 @@ std::string LockPath(const wchar_t* name) {
   return path;
 }
 
-MutexHandle OpenLockFile(const wchar_t* name, int extraFlags) {
-  if (name == nullptr) return nullptr;
-  const std::string path = LockPath(name);
+int OpenPath(const std::string& path, bool create) {
   int fd;
   do {
-    fd = ::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC | extraFlags, 0666);
+    fd = ::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC | (create ? O_CREAT : 0), 0666);
   } while (fd < 0 && errno == EINTR);
-  if (fd < 0) return nullptr;
   // Other users share the lock file as they would share the mutex; umask must not stop them.
-  if ((extraFlags & O_CREAT) != 0) (void)::fchmod(fd, 0666);
-  return new PosixMutex{fd, false};
+  if (fd >= 0 && create) (void)::fchmod(fd, 0666);
+  return fd;
 }
 
-PosixMutex* Get(MutexHandle handle) {
-  return (handle == nullptr || handle == InvalidMutexHandle()) ? nullptr
-                                                               : static_cast<PosixMutex*>(handle);
+// Lock files stay open for the life of the process; never destroyed, so exit order cannot matter.
+std::mutex& RegistryLock() {
+  static auto* m = new std::mutex;
+  return *m;
+}
+std::map<std::wstring, LockFile*>& Registry() {
+  static auto* r = new std::map<std::wstring, LockFile*>;
+  return *r;
+}
+
+MutexHandle OpenHandle(const wchar_t* name, bool create) {
+  if (name == nullptr) return nullptr;
+  std::lock_guard<std::mutex> guard(RegistryLock());
+  // Keyed by the name as given; the lock folder is read when a name is first opened.
+  auto it = Registry().find(name);
+  if (it == Registry().end()) {
+    const std::string path = LockPath(name);
+    const int fd = OpenPath(path, create);
+    if (fd < 0) return nullptr;
+    auto file = std::make_unique<LockFile>();
+    file->path = path;
+    file->fd = fd;
+    it = Registry().emplace(name, file.release()).first;
+  }
+  return new Handle{it->second, 0};
+}
+
+Handle* Get(MutexHandle handle) {
+  return (handle == nullptr || handle == InvalidMutexHandle()) ? nullptr : static_cast<Handle*>(handle);
+}
+
+// A cleaner may delete a lock file that has sat unused for long; a process keeping the old one
+// would then no longer exclude newcomers, so a vanished file is opened afresh. Checked at most once
+// a second: the check costs a system call, a third of the lock's price.
+void ReopenIfUnlinked(LockFile& file) {
+  const auto now = std::chrono::steady_clock::now();
+  if (now - file.checked < std::chrono::seconds(1)) return;
+  file.checked = now;
+  struct stat st {};
+  if (::fstat(file.fd, &st) == 0 && st.st_nlink > 0) return;
+  const int fd = OpenPath(file.path, true);
+  if (fd < 0) return;
+  ::close(file.fd);
+  file.fd = fd;
 }
 
 }  // namespace
 
-MutexHandle OpenNamedMutex(const wchar_t* name) { return OpenLockFile(name, 0); }
-MutexHandle CreateNamedMutex(const wchar_t* name) { return OpenLockFile(name, O_CREAT); }
+MutexHandle OpenNamedMutex(const wchar_t* name) { return OpenHandle(name, false); }
+MutexHandle CreateNamedMutex(const wchar_t* name) { return OpenHandle(name, true); }
 
 WaitResult WaitNamedMutex(MutexHandle handle) {
-  PosixMutex* m = Get(handle);
-  if (m == nullptr) return WaitResult::kFailed;
-  int rc;
-  do {
-    rc = ::flock(m->fd, LOCK_EX);
-  } while (rc != 0 && errno == EINTR);
-  if (rc != 0) return WaitResult::kFailed;
-  m->owned = true;
+  Handle* h = Get(handle);
+  if (h == nullptr) return WaitResult::kFailed;
+  LockFile& file = *h->file;
+  file.threads.lock();
+  if (file.depth == 0) {
+    ReopenIfUnlinked(file);
+    int rc;
+    do {
+      rc = ::flock(file.fd, LOCK_EX);
+    } while (rc != 0 && errno == EINTR);
+    if (rc != 0) {
+      file.threads.unlock();
+      return WaitResult::kFailed;
+    }
+  }
+  ++file.depth;
+  ++h->owned;
   return WaitResult::kAcquired;
 }
 
 bool ReleaseNamedMutex(MutexHandle handle) {
-  PosixMutex* m = Get(handle);
-  if (m == nullptr || !m->owned) return false;
-  m->owned = false;
-  return ::flock(m->fd, LOCK_UN) == 0;
+  Handle* h = Get(handle);
+  if (h == nullptr || h->owned == 0) return false;
+  LockFile& file = *h->file;
+  --h->owned;
+  if (--file.depth == 0) ::flock(file.fd, LOCK_UN);
+  file.threads.unlock();
+  return true;
 }
 
+// Closing a handle that still holds the mutex gives it up, as a Windows thread's exit would.
 bool CloseNamedMutex(MutexHandle handle) {
-  PosixMutex* m = Get(handle);
-  if (m == nullptr) return false;
-  const bool ok = ::close(m->fd) == 0;
-  delete m;
-  return ok;
+  Handle* h = Get(handle);
+  if (h == nullptr) return false;
+  while (h->owned > 0) ReleaseNamedMutex(handle);
+  delete h;
+  return true;
 }
 
 }  // namespace orin::platform
