@@ -11,7 +11,10 @@
 #include <unistd.h>
 
 // Raw ANSI bytes, as the Windows A functions read them: no UTF-8 conversion or validation.
+// Debian's header keeps the template bodies behind SI_IMPLEMENTATION (its prebuilt library pulls
+// in ICU); this is the one translation unit that instantiates them.
 #define SI_NO_CONVERSION
+#define SI_IMPLEMENTATION
 #include <SimpleIni.h>
 
 #include "platform/posix/ini_text.h"
@@ -24,13 +27,25 @@
 namespace orin::platform {
 namespace {
 
-// The value rules of the Windows profile reader: one pair of matching quotes comes off.
-std::string StripQuotes(const char* value) {
-  const std::size_t len = std::strlen(value);
+// A value or default is handed out the way the Windows reader copies it: one pair of matching
+// quotes comes off, but the closing one only when the whole value fitted the buffer, and a value
+// that fitted exactly loses its last character with it. Odd, but both builds must agree.
+std::uint32_t CopyOut(const std::string& text, char* buffer, std::uint32_t size) {
+  if (buffer == nullptr || size == 0) return 0;
+  const char* value = text.c_str();  // a NUL inside the value ends it
+  std::size_t len = std::strlen(value);
+  bool quoted = false;
   if (len >= 2 && (value[0] == '"' || value[0] == '\'') && value[len - 1] == value[0]) {
-    return std::string(value + 1, len - 2);
+    quoted = true;
+    ++value;
+    --len;
   }
-  return std::string(value);
+  const std::size_t n = len < size - 1 ? len : size - 1;
+  std::memcpy(buffer, value, n);
+  buffer[n] = '\0';
+  std::size_t out = n;
+  if (quoted && size >= len && out > 0) buffer[--out] = '\0';
+  return static_cast<std::uint32_t>(out);
 }
 
 // Trailing blanks of the default are dropped, as the Windows reader does.
@@ -40,13 +55,24 @@ std::string TrimDefault(const char* def) {
   return d;
 }
 
-std::uint32_t CopyOut(const std::string& text, char* buffer, std::uint32_t size) {
-  if (buffer == nullptr || size == 0) return 0;
-  const std::size_t n = text.size() < size - 1 ? text.size() : size - 1;
-  std::memcpy(buffer, text.data(), n);
-  buffer[n] = '\0';
-  // A NUL inside the value ends it, as it would in the C string the caller gets.
-  return static_cast<std::uint32_t>(std::strlen(buffer));
+// Windows has no comment syntax: a ";" or "#" line is a key like any other. SimpleIni skips
+// such lines, so they (and a key looked up by such a name) get a neutral first byte.
+constexpr char kNotAComment = '\x01';
+
+std::string ShieldCommentLines(const std::string& body) {
+  std::string out;
+  out.reserve(body.size() + 16);
+  bool lineStart = true;
+  for (char c : body) {
+    if (lineStart && (c == ';' || c == '#')) out += kNotAComment;
+    if (c == '\n' || c == '\r') {
+      lineStart = true;
+    } else if (c != ' ' && c != '\t') {
+      lineStart = false;
+    }
+    out += c;
+  }
+  return out;
 }
 
 // Looks the key up; false when the file, the section or the key is missing.
@@ -56,14 +82,24 @@ bool LookUp(const char* section, const char* key, const char* path, std::string*
   if (!ini::ReadFileText(path, &text)) return false;
   ini::SectionRange range;
   if (!ini::FindSection(text, ini::Trim(section), &range)) return false;
-  const std::string body = text.substr(range.bodyBegin, range.bodyEnd - range.bodyBegin);
+  const std::string body =
+      ShieldCommentLines(text.substr(range.bodyBegin, range.bodyEnd - range.bodyBegin));
 
   CSimpleIniA parser(false, true /* keep duplicate keys: the first one wins */, false);
   if (parser.LoadData(body.data(), body.size()) < 0) return false;
-  const char* found = parser.GetValue("", ini::Trim(key).c_str(), nullptr);
+  std::string name = ini::Trim(key);
+  if (!name.empty() && (name[0] == ';' || name[0] == '#')) name.insert(name.begin(), kNotAComment);
+  const char* found = parser.GetValue("", name.c_str(), nullptr);
   if (found == nullptr) return false;
-  *value = StripQuotes(found);
+  *value = found;
   return true;
+}
+
+int DigitValue(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'a' && c <= 'z') return c - 'a' + 10;
+  if (c >= 'A' && c <= 'Z') return c - 'A' + 10;
+  return 99;
 }
 
 }  // namespace
@@ -82,12 +118,21 @@ std::uint32_t ReadProfileInt(const char* section, const char* key, std::int32_t 
   if (ReadProfileString(section, key, "", buffer, sizeof buffer, path) == 0) {
     return static_cast<std::uint32_t>(defaultValue);
   }
+  // The Windows parser: blanks, a sign, then "0x", "0o" or "0b" (lower case) choose the base;
+  // it stops at the first character that is no digit of it and wraps at 32 bits.
   const char* p = buffer;
   while (*p != '\0' && static_cast<unsigned char>(*p) <= ' ') ++p;
   bool negative = false;
   if (*p == '+' || *p == '-') negative = *p++ == '-';
+  int base = 10;
+  if (p[0] == '0' && (p[1] == 'x' || p[1] == 'o' || p[1] == 'b')) {
+    base = p[1] == 'x' ? 16 : p[1] == 'o' ? 8 : 2;
+    p += 2;
+  }
   std::uint32_t total = 0;
-  while (*p >= '0' && *p <= '9') total = total * 10u + static_cast<std::uint32_t>(*p++ - '0');
+  for (; DigitValue(*p) < base; ++p) {
+    total = total * static_cast<std::uint32_t>(base) + static_cast<std::uint32_t>(DigitValue(*p));
+  }
   return negative ? 0u - total : total;
 }
 

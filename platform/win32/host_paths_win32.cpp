@@ -9,7 +9,10 @@ namespace orin::platform {
 
 std::uint32_t HostExecutablePath(char* buffer, std::uint32_t size) {
   if (buffer == nullptr || size == 0) return 0;
-  return GetModuleFileNameA(nullptr, buffer, size);
+  const DWORD n = GetModuleFileNameA(nullptr, buffer, size);
+  // Older kernels (and Wine) leave a cut path without its NUL; callers rely on one being there.
+  if (n >= size) buffer[size - 1] = '\0';
+  return n;
 }
 
 bool CommonAppDataFolder(char* buffer, std::uint32_t size) {

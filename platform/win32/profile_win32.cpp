@@ -2,6 +2,9 @@
 
 #include <windows.h>
 
+// windows.h maps this name onto its own WriteProfileStringA/W.
+#undef WriteProfileString
+
 namespace orin::platform {
 
 std::uint32_t ReadProfileString(const char* section, const char* key, const char* defaultValue,
