@@ -1,0 +1,157 @@
+#include "identity/CQuillCookiesMgr.h"
+
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <string>
+
+#include "platform/os.h"
+#include "platform/profile.h"
+#include "tests/platform/scratch_dir.h"
+
+namespace orin {
+namespace {
+
+using orin::testing::Exists;
+using orin::testing::ReadText;
+using orin::testing::ScratchDir;
+using orin::testing::WriteText;
+
+std::string StoredId(const std::string& ini) {
+  char buffer[520] = {};
+  platform::ReadProfileString("User", "DevID", "", buffer, sizeof buffer, ini.c_str());
+  return buffer;
+}
+
+// "dev_id_" + 8-4-4-4-12 lower-case hex digits.
+void ExpectIdShape(const std::string& id) {
+  ASSERT_EQ(id.size(), 43u) << id;
+  EXPECT_EQ(id.substr(0, 7), "dev_id_");
+  const std::string guid = id.substr(7);
+  for (std::size_t i = 0; i < guid.size(); ++i) {
+    if (i == 8 || i == 13 || i == 18 || i == 23) {
+      EXPECT_EQ(guid[i], '-') << id;
+    } else {
+      const char c = guid[i];
+      EXPECT_TRUE((c >= '0' && c <= '9') || (c >= 'a' && c <= 'f')) << id;
+    }
+  }
+  EXPECT_EQ(guid[14], '4') << "random GUIDs are version 4: " << id;
+}
+
+TEST(CookiesMgr, CreatesStoresAndThenKeepsTheId) {
+  ScratchDir dir;
+  const std::string ini = dir.File("usercfg.ini");
+  std::string first;
+  ASSERT_TRUE(GetCookiesMgr()->GetOrCreateDevId(ini.c_str(), first));
+  ExpectIdShape(first);
+  EXPECT_EQ(StoredId(ini), first);
+  EXPECT_NE(ReadText(ini).find("[User]"), std::string::npos);
+
+  std::string second = "old value";
+  ASSERT_TRUE(GetCookiesMgr()->GetOrCreateDevId(ini.c_str(), second));
+  EXPECT_EQ(second, first);
+  std::string third;
+  ASSERT_TRUE(GetCookiesMgr()->GetDevId(ini.c_str(), third, false));
+  EXPECT_EQ(third, first);
+
+  // Another file gets its own id.
+  std::string other;
+  ASSERT_TRUE(GetCookiesMgr()->GetOrCreateDevId(dir.File("other.ini").c_str(), other));
+  ExpectIdShape(other);
+  EXPECT_NE(other, first);
+}
+
+TEST(CookiesMgr, AnyStoredTextIsTheIdUnchanged) {
+  ScratchDir dir;
+  const std::string ini = dir.File("usercfg.ini");
+  WriteText(ini, "[Other]\nDevID=elsewhere\n[user]\n  devid =  abc  \n");
+  std::string id;
+  ASSERT_TRUE(GetCookiesMgr()->GetOrCreateDevId(ini.c_str(), id));
+  EXPECT_EQ(id, "abc");
+  id.clear();
+  ASSERT_TRUE(GetCookiesMgr()->GetDevId(ini.c_str(), id, false));
+  EXPECT_EQ(id, "abc");
+  id.clear();
+  ASSERT_TRUE(GetCookiesMgr()->GetDevId(ini.c_str(), id, true));
+  EXPECT_EQ(id, "abc");
+}
+
+TEST(CookiesMgr, LookupWithoutCreationWritesNothing) {
+  ScratchDir dir;
+  const struct {
+    const char* name;
+    const char* text;  // nullptr: no file
+  } cases[] = {
+      {"absent.ini", nullptr},
+      {"empty-key.ini", "[User]\nDevID=\n"},
+      {"other-key.ini", "[User]\nName=x\n"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const std::string ini = dir.File(c.name);
+    if (c.text != nullptr) WriteText(ini, c.text);
+    std::string id = "untouched";
+    EXPECT_FALSE(GetCookiesMgr()->GetDevId(ini.c_str(), id, false));
+    EXPECT_EQ(id, "untouched");
+    if (c.text == nullptr) {
+      EXPECT_FALSE(Exists(ini));
+    } else {
+      EXPECT_EQ(ReadText(ini), c.text);
+    }
+    // With creation allowed the same lookup makes and stores one.
+    ASSERT_TRUE(GetCookiesMgr()->GetDevId(ini.c_str(), id, true));
+    ExpectIdShape(id);
+    EXPECT_EQ(StoredId(ini), id);
+  }
+}
+
+TEST(CookiesMgr, SaveCreatesOneMissingFolderLevelOnly) {
+  ScratchDir dir;
+  const std::string folder = dir.File("QuillBR");
+  const std::string ini = folder + platform::kPathSep + "usercfg.ini";
+  EXPECT_TRUE(GetCookiesMgr()->SaveDevId(ini.c_str(), "dev_id_saved"));
+  EXPECT_EQ(StoredId(ini), "dev_id_saved");
+  EXPECT_TRUE(GetCookiesMgr()->SaveDevId(ini.c_str(), "dev_id_again"));
+  EXPECT_EQ(StoredId(ini), "dev_id_again");
+
+  // A missing parent is not created; the write fails quietly and the call still succeeds.
+  const std::string deep = dir.File("a") + platform::kPathSep + "b" + platform::kPathSep + "u.ini";
+  EXPECT_TRUE(GetCookiesMgr()->SaveDevId(deep.c_str(), "dev_id_lost"));
+  EXPECT_FALSE(Exists(dir.File("a")));
+  // So the creating lookup reports an id that was never stored, and makes a new one next time.
+  std::string one;
+  std::string two;
+  ASSERT_TRUE(GetCookiesMgr()->GetOrCreateDevId(deep.c_str(), one));
+  ASSERT_TRUE(GetCookiesMgr()->GetOrCreateDevId(deep.c_str(), two));
+  ExpectIdShape(one);
+  EXPECT_NE(one, two);
+}
+
+TEST(CookiesMgr, SaveKeepsTheRestOfTheFile) {
+  ScratchDir dir;
+  const std::string ini = dir.File("usercfg.ini");
+  WriteText(ini, "[Vid]\nvid=123\n[User]\nDevID=old\n[Flag]\nexeced=1\n");
+  EXPECT_TRUE(GetCookiesMgr()->SaveDevId(ini.c_str(), "dev_id_new"));
+  EXPECT_EQ(StoredId(ini), "dev_id_new");
+  EXPECT_EQ(platform::ReadProfileInt("Flag", "execed", 0, ini.c_str()), 1u);
+  char vid[32] = {};
+  platform::ReadProfileString("Vid", "vid", "0", vid, sizeof vid, ini.c_str());
+  EXPECT_EQ(std::string(vid), "123");
+}
+
+TEST(CookiesMgr, ReadLeavesTheTargetAloneWhenNothingIsStored) {
+  ScratchDir dir;
+  CQuillCookiesMgr mgr;
+  std::string id = "kept";
+  mgr.ReadDevId(dir.File("absent.ini").c_str(), id);
+  EXPECT_EQ(id, "kept");
+  // The 520-character buffer: a longer stored value comes back cut to 519.
+  const std::string ini = dir.File("long.ini");
+  WriteText(ini, "[User]\nDevID=" + std::string(600, 'q') + "\n");
+  mgr.ReadDevId(ini.c_str(), id);
+  EXPECT_EQ(id, std::string(519, 'q'));
+}
+
+}  // namespace
+}  // namespace orin
