@@ -1,6 +1,7 @@
 #include <utility>
 
 #include "analytics/CQuillAnalyze.h"
+#include "analytics/worker_gate.h"
 
 namespace orin {
 namespace {
@@ -52,14 +53,11 @@ void CQuillAnalyze::ClearEventProperties() {
 
 void CQuillAnalyze::WorkerLoop() {
   EventRecord record;
-  const std::string gateKey = "u";
   for (;;) {
     if (stopRequested_) return;
     {
       std::unique_lock<std::mutex> guard(queueLock_);
-      // Compared with the first position, not the end, on purpose: events wait while the common
-      // properties are empty or "u" is their smallest key.
-      if (queue_.empty() || commonProperties_.find(gateKey) == commonProperties_.begin()) {
+      if (queue_.empty() || WorkerGateHolds(commonProperties_)) {
         guard.unlock();
         platform::SleepMs(kIdlePauseMs);
         continue;
