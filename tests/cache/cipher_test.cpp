@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -52,17 +53,17 @@ TEST(Cipher, WordWiseTransformMatchesByteLoopAtEveryLengthAndAlignment) {
       const std::vector<char> expected = ReferenceXor(c.keyState(), data);
 
       std::vector<char> src(static_cast<std::size_t>(length + 16)), dst(src.size(), '\x5a');
-      std::memcpy(src.data() + misalign, data.data(), data.size());
+      std::copy(data.begin(), data.end(), src.begin() + misalign);
       ASSERT_TRUE(c.Encrypt(src.data() + misalign, length, dst.data() + 1, length));
-      ASSERT_EQ(std::memcmp(dst.data() + 1, expected.data(), expected.size()), 0)
+      ASSERT_TRUE(std::equal(expected.begin(), expected.end(), dst.begin() + 1))
           << "length " << length << " misalign " << misalign;
       EXPECT_EQ(dst[static_cast<std::size_t>(length) + 1], '\x5a') << "wrote past the end";
 
       // In place gives the same, and applying it again restores the input.
       ASSERT_TRUE(c.Encrypt(src.data() + misalign, length, src.data() + misalign, length));
-      ASSERT_EQ(std::memcmp(src.data() + misalign, expected.data(), expected.size()), 0);
+      ASSERT_TRUE(std::equal(expected.begin(), expected.end(), src.begin() + misalign));
       ASSERT_TRUE(c.Decrypt(src.data() + misalign, length, src.data() + misalign, length));
-      ASSERT_EQ(std::memcmp(src.data() + misalign, data.data(), data.size()), 0);
+      ASSERT_TRUE(std::equal(data.begin(), data.end(), src.begin() + misalign));
     }
   }
 }
