@@ -29,24 +29,27 @@ bool NextLine(const std::string& text, std::size_t pos, Line* line) {
   return true;
 }
 
-// The name of a "[name]" line, or false when the line is no section header.
+// The name of a "[name]" line (up to the line's last "]"), or false when it is no header.
 bool HeaderName(const std::string& text, const Line& line, std::string* name) {
   const std::string t = Trim(text.substr(line.begin, line.end - line.begin));
   if (t.empty() || t[0] != '[') return false;
-  const std::size_t close = t.find(']');
-  if (close == std::string::npos) return false;
+  const std::size_t close = t.rfind(']');
+  if (close == std::string::npos || close == 0) return false;
   *name = Trim(t.substr(1, close - 1));
   return true;
 }
 
-// The key of a "key=value" line; comment lines and lines without "=" have none.
+// Every other non-blank line is a key: its name runs to the first "=", or is the whole line.
+// Windows has no comment syntax, so ";" and "#" lines are keys as well.
 bool KeyName(const std::string& text, const Line& line, std::string* name) {
   const std::string t = Trim(text.substr(line.begin, line.end - line.begin));
-  if (t.empty() || t[0] == ';' || t[0] == '#') return false;
-  const std::size_t eq = t.find('=');
-  if (eq == std::string::npos) return false;
-  *name = Trim(t.substr(0, eq));
-  return !name->empty();
+  if (t.empty()) return false;
+  *name = Trim(t.substr(0, t.find('=')));
+  return true;
+}
+
+std::size_t BomLength(const std::string& text) {
+  return text.compare(0, 3, "\xEF\xBB\xBF") == 0 ? 3 : 0;
 }
 
 bool WriteAll(int fd, const std::string& text) {
@@ -84,8 +87,12 @@ bool SameName(const std::string& a, const std::string& b) {
 
 bool FindSection(const std::string& text, const std::string& name, SectionRange* range) {
   Line line;
-  std::size_t pos = 0;
-  bool inside = false;
+  std::size_t pos = BomLength(text);
+  // Lines before the first header form a section without a name, and it always comes first, so
+  // a "[]" header is never found by name. (Wine's writer drops such headers when it rewrites a
+  // file, which moves their keys; Windows edits in place and so does this code.)
+  bool inside = name.empty();
+  range->headerBegin = range->bodyBegin = pos;
   while (NextLine(text, pos, &line)) {
     std::string header;
     if (HeaderName(text, line, &header)) {
@@ -121,10 +128,14 @@ void SetKey(std::string* text, const std::string& section, const std::string& ke
     std::string name;
     if (KeyName(*text, line, &name) && SameName(name, key)) {
       // Keep the key's own spelling and indentation; only the value changes.
-      const std::size_t eq = text->find('=', line.begin);
       std::size_t end = line.end;
       if (end > line.begin && (*text)[end - 1] == '\r') --end;
-      text->replace(eq + 1, end - eq - 1, value);
+      const std::size_t eq = text->find('=', line.begin);
+      if (eq == std::string::npos || eq >= end) {
+        text->insert(end, "=" + value);
+      } else {
+        text->replace(eq + 1, end - eq - 1, value);
+      }
       return;
     }
     if (!Trim(text->substr(line.begin, line.end - line.begin)).empty()) insertAt = line.next;
@@ -132,7 +143,7 @@ void SetKey(std::string* text, const std::string& section, const std::string& ke
   }
   std::string add = key + "=" + value + br;
   // A last line without a break must get one before the new key follows it.
-  if (insertAt > 0 && (*text)[insertAt - 1] != '\n') add = br + add;
+  if (insertAt > 0 && insertAt > BomLength(*text) && (*text)[insertAt - 1] != '\n') add = br + add;
   text->insert(insertAt, add);
 }
 

@@ -55,43 +55,62 @@ std::string TrimDefault(const char* def) {
   return d;
 }
 
-// Windows has no comment syntax: a ";" or "#" line is a key like any other. SimpleIni skips
-// such lines, so they (and a key looked up by such a name) get a neutral first byte.
-constexpr char kNotAComment = '\x01';
+// SimpleIni skips lines that Windows reads as keys: ";" and "#" lines, lines starting with "["
+// or "=", and lines without "=". Such lines (and a lookup of such a name) get a neutral first
+// byte; a line without "=" gets a value that stands for "none", since Windows gives the default
+// for it yet lets it hide a later key of the same name. A NUL byte, which SimpleIni would take
+// as the end of the text, ends only its value.
+constexpr char kShield = '\x01';
+constexpr char kNoValue = '\x02';
+constexpr char kNul = '\x03';
 
-std::string ShieldCommentLines(const std::string& body) {
+bool NeedsShield(const std::string& name) {
+  return name.empty() || name[0] == ';' || name[0] == '#' || name[0] == '[' || name[0] == '=';
+}
+
+std::string ShieldBody(const std::string& body) {
   std::string out;
   out.reserve(body.size() + 16);
-  bool lineStart = true;
-  for (char c : body) {
-    if (lineStart && (c == ';' || c == '#')) out += kNotAComment;
-    if (c == '\n' || c == '\r') {
-      lineStart = true;
-    } else if (c != ' ' && c != '\t') {
-      lineStart = false;
+  std::size_t pos = 0;
+  while (pos < body.size()) {
+    std::size_t nl = body.find('\n', pos);
+    if (nl == std::string::npos) nl = body.size();
+    std::string line = body.substr(pos, nl - pos);
+    for (char& c : line) {
+      if (c == '\0') c = kNul;
     }
-    out += c;
+    std::size_t end = line.size();
+    if (end > 0 && line[end - 1] == '\r') --end;
+    const std::size_t first = line.find_first_not_of(" \t\v\f");
+    if (first != std::string::npos && first < end) {
+      if (line.find('=') == std::string::npos) line.insert(end, std::string("=") + kNoValue);
+      if (NeedsShield(line.substr(first))) line.insert(first, 1, kShield);
+    }
+    out += line;
+    if (nl < body.size()) out += '\n';
+    pos = nl + 1;
   }
   return out;
 }
 
-// Looks the key up; false when the file, the section or the key is missing.
+// Looks the key up; false when the file, the section or the key (with a value) is missing.
 bool LookUp(const char* section, const char* key, const char* path, std::string* value) {
   if (section == nullptr || key == nullptr || path == nullptr) return false;
   std::string text;
   if (!ini::ReadFileText(path, &text)) return false;
   ini::SectionRange range;
   if (!ini::FindSection(text, ini::Trim(section), &range)) return false;
-  const std::string body =
-      ShieldCommentLines(text.substr(range.bodyBegin, range.bodyEnd - range.bodyBegin));
+  const std::string body = ShieldBody(text.substr(range.bodyBegin, range.bodyEnd - range.bodyBegin));
 
   CSimpleIniA parser(false, true /* keep duplicate keys: the first one wins */, false);
   if (parser.LoadData(body.data(), body.size()) < 0) return false;
   std::string name = ini::Trim(key);
-  if (!name.empty() && (name[0] == ';' || name[0] == '#')) name.insert(name.begin(), kNotAComment);
+  if (NeedsShield(name)) name.insert(name.begin(), kShield);
   const char* found = parser.GetValue("", name.c_str(), nullptr);
-  if (found == nullptr) return false;
+  if (found == nullptr || (found[0] == kNoValue && found[1] == '\0')) return false;
   *value = found;
+  const std::size_t nul = value->find(kNul);
+  if (nul != std::string::npos) value->resize(nul);
   return true;
 }
 
@@ -140,7 +159,11 @@ bool WriteProfileString(const char* section, const char* key, const char* value,
   if (section == nullptr || key == nullptr || value == nullptr || path == nullptr) return false;
   std::string text;
   if (!ini::ReadFileText(path, &text) && errno != ENOENT) return false;
-  ini::SetKey(&text, ini::Trim(section), ini::Trim(key), value);
+  // Windows stores the value without its leading blanks; it shows once the key holds a "=".
+  std::string stored = value;
+  stored.erase(0, stored.find_first_not_of(" \t\r\n\v\f"));
+  if (stored.find_first_not_of(" \t\r\n\v\f") == std::string::npos) stored.clear();
+  ini::SetKey(&text, ini::Trim(section), ini::Trim(key), stored);
   return ini::ReplaceFileText(path, text);
 }
 

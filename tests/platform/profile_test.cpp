@@ -79,6 +79,18 @@ std::vector<CorpusFile> Corpus() {
        "NegHex=-0x10\n"
        "HexBad=0xZZ\n"
        "Spaces=   12\n"},
+      {"odd.ini",
+       "\xEF\xBB\xBF"
+       "lead=before any section\n"
+       "[Odd]\n"
+       "[k=bracket key\n"
+       "=empty name\n"
+       "hidden\n"
+       "hidden=shadowed by the line above\n"
+       "[A]]\n"
+       "x=last bracket ends the name\n"
+       "[B] [C] ; tail\n"
+       "y=3\n"},
       {"nonl.ini", "[S]\nk=v"},
       {"empty.ini", ""},
   };
@@ -135,6 +147,14 @@ const ReadCase kReads[] = {
     {"basic.ini", "General", "Missing", "fallback", 4, "fal", 3},
     {"basic.ini", "Nowhere", "Name", "none", 260, "none", 4},
     {"missing.ini", "General", "Name", "none", 260, "none", 4},
+    {"odd.ini", "", "lead", "d", 260, "before any section", 18},
+    {"odd.ini", "Odd", "lead", "d", 260, "d", 1},
+    {"odd.ini", "Odd", "[k", "d", 260, "bracket key", 11},
+    {"odd.ini", "Odd", "", "d", 260, "empty name", 10},
+    {"odd.ini", "Odd", "hidden", "d", 260, "d", 1},
+    {"odd.ini", "A]", "x", "d", 260, "last bracket ends the name", 26},
+    {"odd.ini", "A", "x", "d", 260, "d", 1},
+    {"odd.ini", "B] [C", "y", "d", 260, "3", 1},
     {"nonl.ini", "S", "k", "d", 260, "v", 1},
     {"empty.ini", "S", "k", "d", 260, "d", 1},
 };
@@ -231,6 +251,10 @@ const WriteCase kWrites[] = {
     {"nonl.ini", "T", "k", "t", true, "t"},
     {"empty.ini", "A", "b", "c", true, "c"},
     {"new.ini", "Fresh", "Key", "Value", true, "Value"},
+    {"odd.ini", "", "lead2", "v", true, "v"},
+    {"odd.ini", "Odd", "hidden", "now set", true, "now set"},
+    {"odd.ini", "Odd", "[k", "b", true, "b"},
+    {"odd.ini", "Odd", "k=", " kept=", true, "absent"},  // a name ends at the first "="
 };
 
 TEST_F(ProfileCorpus, WritesKeepTheRestOfTheFile) {
@@ -247,6 +271,9 @@ TEST_F(ProfileCorpus, WritesKeepTheRestOfTheFile) {
   EXPECT_EQ(Read("basic.ini", "Case", "MiXeD"), "yes");
   EXPECT_EQ(Read("basic.ini", "General", "Tabbed"), "tabbed");
   EXPECT_EQ(Read("nonl.ini", "S", "k"), "v");
+  EXPECT_EQ(Read("odd.ini", "", "lead"), "before any section");
+  EXPECT_EQ(Read("odd.ini", "B] [C", "y"), "3");
+  EXPECT_EQ(Read("odd.ini", "Odd", "k"), "=kept=") << "the value's leading blanks are not stored";
   const std::string text = orin::testing::ReadText(Path("basic.ini"));
   EXPECT_NE(text.find("; leading comment"), std::string::npos);
   EXPECT_NE(text.find("# hash comment"), std::string::npos);
