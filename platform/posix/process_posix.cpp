@@ -51,8 +51,16 @@ ProcessHandle StartProcess(const std::string& commandLine) {
   for (std::string& a : args) argv.push_back(&a[0]);
   argv.push_back(nullptr);
 
+  // Like CreateProcess without handle inheritance: the child gets the standard streams only.
+  posix_spawn_file_actions_t actions;
+  if (::posix_spawn_file_actions_init(&actions) != 0) return nullptr;
+#if defined(__GLIBC__) && (__GLIBC__ > 2 || (__GLIBC__ == 2 && __GLIBC_MINOR__ >= 34))
+  ::posix_spawn_file_actions_addclosefrom_np(&actions, 3);
+#endif
   pid_t pid = 0;
-  if (::posix_spawn(&pid, argv[0], nullptr, nullptr, argv.data(), environ) != 0) return nullptr;
+  const int rc = ::posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ);
+  ::posix_spawn_file_actions_destroy(&actions);
+  if (rc != 0) return nullptr;
   auto* process = new (std::nothrow) PosixProcess{pid};
   if (process == nullptr) {
     // Still reap it, so a failed allocation leaves no zombie behind.

@@ -293,16 +293,5 @@ TEST_F(ProfileCorpus, WriteIntoAMissingFolderFailsAndCreatesNothing) {
   EXPECT_EQ(ReadProfileString("S", "k", "d", buffer, sizeof buffer, path.c_str()), 1u);
 }
 
-TEST_F(ProfileCorpus, RepeatedWritesOfOneKeyLeaveOneLine) {
-  const std::string path = Path("repeat.ini");
-  for (int i = 0; i < 5; ++i) {
-    ASSERT_TRUE(WriteProfileString("User", "DevID", std::to_string(i).c_str(), path.c_str()));
-  }
-  EXPECT_EQ(Read("repeat.ini", "user", "devid"), "4");
-  const std::string text = orin::testing::ReadText(path);
-  EXPECT_EQ(text.find("DevID"), text.rfind("DevID"));
-  EXPECT_EQ(text.find("[User]"), text.rfind("[User]"));
-}
-
 }  // namespace
 }  // namespace orin::platform
