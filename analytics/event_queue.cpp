@@ -10,6 +10,15 @@ constexpr std::uint32_t kIdlePauseMs = 500;
 constexpr std::uint32_t kEventPauseMs = 100;
 constexpr std::uint32_t kStopWaitMs = 5000;
 
+// target[key] = value for every entry; a whole-tree copy when target is still empty.
+void Overlay(PropertyMap& target, const PropertyMap& source) {
+  if (target.empty()) {
+    target = source;
+    return;
+  }
+  for (const auto& entry : source) target[entry.first] = entry.second;
+}
+
 unsigned WorkerThreadProc(void* engine) {
   static_cast<CQuillAnalyze*>(engine)->WorkerLoop();
   return 0;
@@ -37,10 +46,10 @@ void CQuillAnalyze::CollectEvent(EventRecord& record) {
   record.l = pendingL_;
   record.n = pendingN_;
   // Event values win over common ones of the same key.
-  for (const auto& entry : commonProperties_) record.properties[entry.first] = entry.second;
-  for (const auto& entry : eventProperties_) record.properties[entry.first] = entry.second;
-  for (const auto& entry : commonDetails_) record.details[entry.first] = entry.second;
-  for (const auto& entry : eventDetails_) record.details[entry.first] = entry.second;
+  Overlay(record.properties, commonProperties_);
+  Overlay(record.properties, eventProperties_);
+  Overlay(record.details, commonDetails_);
+  Overlay(record.details, eventDetails_);
   ClearEventProperties();
 }
 
