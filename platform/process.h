@@ -10,7 +10,8 @@ using ProcessHandle = void*;
 // Starts a program from a Windows-style command line with a hidden window, inheriting nothing but
 // the environment and the current folder. Win32: CreateProcessA with no application name.
 // POSIX: posix_spawn of the argument vector SplitCommandLine gives; never a shell.
-// Returns nullptr when nothing was started. The caller closes the handle.
+// Returns nullptr when nothing was started. The caller owns the handle and closes it; a handle
+// is used by one thread at a time. Timeouts are in ms; 0xFFFFFFFF waits without limit.
 ProcessHandle StartProcess(const std::string& commandLine);
 // WaitForSingleObject(process, timeoutMs); true when the process ended within the time.
 bool WaitProcess(ProcessHandle process, std::uint32_t timeoutMs);

@@ -10,11 +10,13 @@
 namespace orin::platform {
 
 // GetPrivateProfileStringA: copies at most size-1 characters plus a NUL into buffer and returns
-// the number of characters copied (without the NUL).
+// the number of characters copied (without the NUL). Section and key must be given: the
+// name-listing forms of the Win32 call (a null section or key) are not offered, and give "".
 std::uint32_t ReadProfileString(const char* section, const char* key, const char* defaultValue,
                                 char* buffer, std::uint32_t size, const char* path);
 
-// GetPrivateProfileIntA: leading digits (optional sign) of the value, default when absent.
+// GetPrivateProfileIntA: leading digits (optional sign) of the value, default when absent or
+// when section or key is null.
 std::uint32_t ReadProfileInt(const char* section, const char* key, std::int32_t defaultValue,
                              const char* path);
 

@@ -151,9 +151,16 @@ bool ReadFileText(const char* path, std::string* text) {
   text->clear();
   int fd;
   do {
-    fd = ::open(path, O_RDONLY | O_CLOEXEC);
+    fd = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   } while (fd < 0 && errno == EINTR);
   if (fd < 0) return false;
+  // Only regular files: a FIFO or device named as an INI file must not block or flood the caller.
+  struct stat st;
+  if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+    ::close(fd);
+    errno = EINVAL;
+    return false;
+  }
   char chunk[8192];
   for (;;) {
     const ssize_t n = ::read(fd, chunk, sizeof chunk);

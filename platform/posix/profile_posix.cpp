@@ -125,6 +125,7 @@ int DigitValue(char c) {
 
 std::uint32_t ReadProfileString(const char* section, const char* key, const char* defaultValue,
                                 char* buffer, std::uint32_t size, const char* path) {
+  if (section == nullptr || key == nullptr) return CopyOut(std::string(), buffer, size);
   std::string value;
   if (!LookUp(section, key, path, &value)) value = TrimDefault(defaultValue);
   return CopyOut(value, buffer, size);
@@ -132,6 +133,7 @@ std::uint32_t ReadProfileString(const char* section, const char* key, const char
 
 std::uint32_t ReadProfileInt(const char* section, const char* key, std::int32_t defaultValue,
                              const char* path) {
+  if (section == nullptr || key == nullptr) return static_cast<std::uint32_t>(defaultValue);
   // The Windows reader goes through a 30-character buffer before it parses.
   char buffer[30];
   if (ReadProfileString(section, key, "", buffer, sizeof buffer, path) == 0) {

@@ -284,13 +284,25 @@ TEST_F(ProfileCorpus, WritesKeepTheRestOfTheFile) {
   EXPECT_LT(text.find("[General]"), text.find("[general]"));
 }
 
-TEST_F(ProfileCorpus, WriteIntoAMissingFolderFailsAndCreatesNothing) {
+TEST_F(ProfileCorpus, ImpossibleReadsAndWritesGiveDefaultsAndChangeNothing) {
   const std::string folder = dir_.File("no-such-folder");
-  const std::string path = folder + kPathSep + "x.ini";
-  EXPECT_FALSE(WriteProfileString("S", "k", "v", path.c_str()));
+  const std::string inMissing = folder + kPathSep + "x.ini";
+  const std::string aFolder = dir_.path();
+  for (const std::string& path : {inMissing, aFolder}) {
+    SCOPED_TRACE(path);
+    EXPECT_FALSE(WriteProfileString("S", "k", "v", path.c_str()));
+    char buffer[16];
+    EXPECT_EQ(ReadProfileString("S", "k", "d", buffer, sizeof buffer, path.c_str()), 1u);
+    EXPECT_EQ(ReadProfileInt("S", "k", 4, path.c_str()), 4u);
+  }
   EXPECT_FALSE(orin::testing::Exists(folder));
-  char buffer[16];
-  EXPECT_EQ(ReadProfileString("S", "k", "d", buffer, sizeof buffer, path.c_str()), 1u);
+  EXPECT_FALSE(WriteProfileString("S", "k", nullptr, Path("basic.ini").c_str()));
+  EXPECT_FALSE(WriteProfileString(nullptr, "k", "v", Path("basic.ini").c_str()));
+  char buffer[16] = "junk";
+  EXPECT_EQ(ReadProfileString(nullptr, "k", "d", buffer, sizeof buffer, Path("basic.ini").c_str()), 0u);
+  EXPECT_EQ(std::string(buffer), "");
+  EXPECT_EQ(ReadProfileInt("Numbers", nullptr, 6, Path("numbers.ini").c_str()), 6u);
+  EXPECT_EQ(Read("basic.ini", "General", "Name"), "Alpha");
 }
 
 }  // namespace
