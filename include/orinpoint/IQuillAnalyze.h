@@ -2,9 +2,9 @@
 #include <cstdint>
 #include <string>
 
-// The analytics engine as its hosts see it. The order of the operations is part of the design
-// (hosts built by other compilers call them by slot); add nothing in between.
-// One host thread fills and posts events; the engine's worker thread only reads what was posted.
+// The analytics engine as its hosts see it. The order of the operations is part of the design:
+// add nothing in between. One host thread fills and posts events; the engine's worker thread
+// only reads what was posted.
 
 namespace orin {
 
