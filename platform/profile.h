@@ -10,17 +10,18 @@
 namespace orin::platform {
 
 // GetPrivateProfileStringA: copies at most size-1 characters plus a NUL into buffer and returns
-// the number of characters copied (without the NUL). Section and key must be given: the
-// name-listing forms of the Win32 call (a null section or key) are not offered, and give "".
+// the number of characters copied (without the NUL). Section, key and path must be given:
+// the name-listing and win.ini forms of the Win32 call (a null name or path) are not offered
+// and give "".
 std::uint32_t ReadProfileString(const char* section, const char* key, const char* defaultValue,
                                 char* buffer, std::uint32_t size, const char* path);
 
 // GetPrivateProfileIntA: leading digits (optional sign) of the value, default when absent or
-// when section or key is null.
+// when a name or the path is null.
 std::uint32_t ReadProfileInt(const char* section, const char* key, std::int32_t defaultValue,
                              const char* path);
 
-// WritePrivateProfileStringA with a non-null value.
+// WritePrivateProfileStringA with a non-null value; false when anything is null.
 bool WriteProfileString(const char* section, const char* key, const char* value, const char* path);
 
 }  // namespace orin::platform

@@ -10,7 +10,8 @@ bool CreateGuid(Guid* out) {
   // Sets the version (4) and variant bits itself.
   uuid_generate_random(raw);
   // The text form of a GUID reads its first three fields as numbers; the UUID bytes are big-endian.
-  out->data1 = (static_cast<std::uint32_t>(raw[0]) << 24) | (static_cast<std::uint32_t>(raw[1]) << 16) |
+  out->data1 = (static_cast<std::uint32_t>(raw[0]) << 24) |
+               (static_cast<std::uint32_t>(raw[1]) << 16) |
                (static_cast<std::uint32_t>(raw[2]) << 8) | raw[3];
   out->data2 = static_cast<std::uint16_t>((raw[4] << 8) | raw[5]);
   out->data3 = static_cast<std::uint16_t>((raw[6] << 8) | raw[7]);

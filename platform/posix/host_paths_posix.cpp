@@ -22,7 +22,7 @@ std::string ExecutablePath() {
     const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
     std::string folder = dir;
     while (folder.size() > 1 && folder.back() == '/') folder.pop_back();
-    path = folder + "/" + name;
+    path = folder + (folder == "/" ? "" : "/") + name;
   }
   return path;
 }

@@ -90,7 +90,8 @@ bool WaitProcess(ProcessHandle process, std::uint32_t timeoutMs) {
     if (TryReap(p)) return true;
     timespec now;
     ::clock_gettime(CLOCK_MONOTONIC, &now);
-    const long long elapsed = (now.tv_sec - start.tv_sec) * 1000LL + (now.tv_nsec - start.tv_nsec) / 1000000LL;
+    const long long elapsed =
+        (now.tv_sec - start.tv_sec) * 1000LL + (now.tv_nsec - start.tv_nsec) / 1000000LL;
     if (elapsed >= static_cast<long long>(timeoutMs)) return false;
     const long long left = static_cast<long long>(timeoutMs) - elapsed;
     Nap(left < 5 ? static_cast<long>(left) : 5L);

@@ -100,7 +100,8 @@ bool LookUp(const char* section, const char* key, const char* path, std::string*
   if (!ini::ReadFileText(path, &text)) return false;
   ini::SectionRange range;
   if (!ini::FindSection(text, ini::Trim(section), &range)) return false;
-  const std::string body = ShieldBody(text.substr(range.bodyBegin, range.bodyEnd - range.bodyBegin));
+  const std::string body =
+      ShieldBody(text.substr(range.bodyBegin, range.bodyEnd - range.bodyBegin));
 
   CSimpleIniA parser(false, true /* keep duplicate keys: the first one wins */, false);
   if (parser.LoadData(body.data(), body.size()) < 0) return false;
@@ -125,7 +126,9 @@ int DigitValue(char c) {
 
 std::uint32_t ReadProfileString(const char* section, const char* key, const char* defaultValue,
                                 char* buffer, std::uint32_t size, const char* path) {
-  if (section == nullptr || key == nullptr) return CopyOut(std::string(), buffer, size);
+  if (section == nullptr || key == nullptr || path == nullptr) {
+    return CopyOut(std::string(), buffer, size);
+  }
   std::string value;
   if (!LookUp(section, key, path, &value)) value = TrimDefault(defaultValue);
   return CopyOut(value, buffer, size);
@@ -133,7 +136,9 @@ std::uint32_t ReadProfileString(const char* section, const char* key, const char
 
 std::uint32_t ReadProfileInt(const char* section, const char* key, std::int32_t defaultValue,
                              const char* path) {
-  if (section == nullptr || key == nullptr) return static_cast<std::uint32_t>(defaultValue);
+  if (section == nullptr || key == nullptr || path == nullptr) {
+    return static_cast<std::uint32_t>(defaultValue);
+  }
   // The Windows reader goes through a 30-character buffer before it parses.
   char buffer[30];
   if (ReadProfileString(section, key, "", buffer, sizeof buffer, path) == 0) {

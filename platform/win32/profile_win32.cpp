@@ -10,7 +10,7 @@ namespace orin::platform {
 std::uint32_t ReadProfileString(const char* section, const char* key, const char* defaultValue,
                                 char* buffer, std::uint32_t size, const char* path) {
   if (buffer == nullptr || size == 0) return 0;
-  if (section == nullptr || key == nullptr) {
+  if (section == nullptr || key == nullptr || path == nullptr) {
     buffer[0] = '\0';
     return 0;
   }
@@ -19,7 +19,9 @@ std::uint32_t ReadProfileString(const char* section, const char* key, const char
 
 std::uint32_t ReadProfileInt(const char* section, const char* key, std::int32_t defaultValue,
                              const char* path) {
-  if (section == nullptr || key == nullptr) return static_cast<std::uint32_t>(defaultValue);
+  if (section == nullptr || key == nullptr || path == nullptr) {
+    return static_cast<std::uint32_t>(defaultValue);
+  }
   return GetPrivateProfileIntA(section, key, defaultValue, path);
 }
 

@@ -299,9 +299,13 @@ TEST_F(ProfileCorpus, ImpossibleReadsAndWritesGiveDefaultsAndChangeNothing) {
   EXPECT_FALSE(WriteProfileString("S", "k", nullptr, Path("basic.ini").c_str()));
   EXPECT_FALSE(WriteProfileString(nullptr, "k", "v", Path("basic.ini").c_str()));
   char buffer[16] = "junk";
-  EXPECT_EQ(ReadProfileString(nullptr, "k", "d", buffer, sizeof buffer, Path("basic.ini").c_str()), 0u);
+  const std::string basic = Path("basic.ini");
+  EXPECT_EQ(ReadProfileString(nullptr, "k", "d", buffer, sizeof buffer, basic.c_str()), 0u);
   EXPECT_EQ(std::string(buffer), "");
+  EXPECT_EQ(ReadProfileString("S", "k", "d", buffer, sizeof buffer, nullptr), 0u);
   EXPECT_EQ(ReadProfileInt("Numbers", nullptr, 6, Path("numbers.ini").c_str()), 6u);
+  EXPECT_EQ(ReadProfileInt("Numbers", "Plain", 6, nullptr), 6u);
+  EXPECT_FALSE(WriteProfileString("S", "k", "v", nullptr));
   EXPECT_EQ(Read("basic.ini", "General", "Name"), "Alpha");
 }
 
