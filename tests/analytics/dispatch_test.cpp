@@ -1,105 +1,157 @@
-#include <string>
-#include <vector>
-
+// Where events go: ReportNow on the caller's thread, PostEvent through the queue and the worker,
+// and the engine's lifetime.
+#include "analytics/worker_gate.h"
 #include "engine_test_util.h"
 
 namespace orin {
 namespace {
 
 using testing::EnginePtr;
-using testing::EngineTest;
 using testing::RecordingEngine;
+using Names = std::vector<std::string>;
 
-using DispatchTest = EngineTest;
+// Only ever used to show that something did NOT happen: a slow machine can make such a check
+// weaker, never wrong.
+constexpr std::uint32_t kSeveralWorkerPassesMs = 1600;
 
-TEST_F(DispatchTest, NothingLeavesBeforeInitialization) {
-  EnginePtr<RecordingEngine> engine(new RecordingEngine);
-  engine->SetEventIds(3, 4);
-  engine->SetEventDetailInt("k", 1);
-  EXPECT_FALSE(engine->ReportNow(true));
-  EXPECT_FALSE(engine->ReportNow(false));
-  EXPECT_FALSE(engine->PostEvent(0));
-  EXPECT_FALSE(engine->hasWorkerThread());
-  // The pending event is left as it was.
-  EXPECT_EQ(engine->pendingL(), 3);
-  EXPECT_EQ(engine->eventDetails().size(), 1u);
-  EXPECT_TRUE(engine->calls().empty());
-  EXPECT_EQ(engine->queuedCount(), 0u);
-}
+class DispatchTest : public testing::EngineTest {};
 
-TEST_F(DispatchTest, ReportNowFollowsTheDispatchTable) {
-  struct Case {
-    bool cacheOnly;
-    bool forceCache;
-    bool sendEnabled;
-    std::vector<std::string> calls;
-    bool result;
+TEST_F(DispatchTest, ReportNowAndTheWorkerFollowTheDispatchTable) {
+  const struct {
+    std::int32_t dispatch;  // for ReportNow: 0 is cacheOnly true, 1 is false
+    bool forceCache, sendEnabled;
+    Names calls;
+  } cases[] = {
+      {0, false, true, {"store"}},  {1, false, true, {"submit"}},
+      {2, false, true, {"store", "submit_cache"}}, {-1, false, true, {"store", "submit_cache"}},
+      {7, false, true, {"store", "submit_cache"}}, {1, true, true, {"store"}},
+      {2, true, true, {"store"}},   {1, false, false, {"store"}}, {2, false, false, {"store"}},
   };
-  const Case cases[] = {
-      {true, false, true, {"store"}, true},
-      {false, false, true, {"submit"}, false},  // false even though the helper was launched
-      {false, true, true, {"store"}, true},
-      {false, false, false, {"store"}, true},
-      {true, true, false, {"store"}, true},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(::testing::Message() << c.cacheOnly << c.forceCache << c.sendEnabled);
-    auto engine = MakeInitialized<RecordingEngine>();
-    engine->SetForceCache(c.forceCache);
-    engine->SetSendEnabled(c.sendEnabled);
-    engine->SetEventIds(1, 2);
-    EXPECT_EQ(engine->ReportNow(c.cacheOnly), c.result);
-    EXPECT_EQ(engine->callNames(), c.calls);
-    EXPECT_FALSE(engine->hasWorkerThread());
+  for (const auto& c : cases) {
+    SCOPED_TRACE(::testing::Message() << c.dispatch << c.forceCache << c.sendEnabled);
+    auto e = MakeInitialized<RecordingEngine>();
+    e->SetCommonString("m", "app");  // opens the worker's gate
+    e->SetForceCache(c.forceCache);
+    e->SetSendEnabled(c.sendEnabled);
+    if (c.dispatch == 0 || c.dispatch == 1) {
+      e->SetEventIds(5, 6);
+      // A send returns false even though the helper was launched.
+      EXPECT_EQ(e->ReportNow(c.dispatch == 0), c.calls[0] == "store");
+      EXPECT_EQ(e->callNames(), c.calls);
+      EXPECT_EQ(e->calls()[0].wait, c.calls[0] == "submit");
+    }
+    const std::size_t before = e->calls().size();
+    e->SetEventIds(5, 6);
+    ASSERT_TRUE(e->PostEvent(c.dispatch));
+    ASSERT_TRUE(e->WaitForCalls(before + c.calls.size()));
+    e->StopWorker();
+    EXPECT_EQ(e->callNames(before), c.calls);
+    EXPECT_FALSE(e->calls()[before].wait);  // the worker never waits
   }
 }
 
-TEST_F(DispatchTest, ReportNowSendsAnArrayOfOneAndWaits) {
-  auto engine = MakeInitialized<RecordingEngine>();
-  engine->SetCommonInt("w", 10);
-  engine->SetEventIds(3, 12);
-  engine->SetEventInt("t", 1700000000);
-  engine->SetEventDetailInt64("size", 4294967301LL);
-  EXPECT_FALSE(engine->ReportNow(false));
-  const auto calls = engine->calls();
-  ASSERT_EQ(calls.size(), 1u);
-  EXPECT_TRUE(calls[0].wait);
-  const std::string id = engine->commonProperties().at("u").text;
-  EXPECT_EQ(calls[0].text, "[{\"l\":3,\"n\":12,\"p\":{\"size\":5},\"t\":1700000000,\"u\":\"" + id +
-                               "\",\"w\":10}]\n");
-  // The launch failing changes nothing for the caller.
-  engine->launchResult = false;
-  EXPECT_FALSE(engine->ReportNow(false));
+TEST_F(DispatchTest, SentAndCachedEventsCarryTheirJson) {
+  auto e = MakeInitialized<RecordingEngine>();
+  const std::string u = "\"u\":\"" + e->commonProperties().at("u").text + "\"";
+  e->SetCommonInt("w", 10);
+  for (bool cacheOnly : {false, true}) {
+    e->SetEventIds(3, 12);
+    e->SetEventInt("t", 1700000000);
+    e->SetEventDetailInt64("size", 5);
+    e->ReportNow(cacheOnly);
+  }
+  // A typical event, byte for byte.
+  const std::string event = "{\"l\":3,\"n\":12,\"p\":{\"size\":5},\"t\":1700000000," + u + ",\"w\":10}";
+  EXPECT_EQ(e->calls()[0].text, "[" + event + "]\n");
+  EXPECT_EQ(CachedEvents(), "[" + event + "]\n");
+  // A cache that cannot be written makes ReportNow(true) false, and the event is gone.
+  e->SetCacheAndAddress(dir.File("none") + platform::kPathSep + "c.dat", "");
+  e->SetEventIds(1, 1);
+  EXPECT_FALSE(e->ReportNow(true));
+  EXPECT_TRUE(e->eventProperties().empty());
 }
 
-TEST_F(DispatchTest, ReportNowCachesTheEventInTheCacheFile) {
-  auto engine = MakeInitialized<CQuillAnalyze>("src7");
-  engine->SetCommonInt("w", 10);
-  engine->SetEventIds(3, 12);
-  engine->SetEventInt("t", 1700000000);
-  engine->SetEventDetailInt64("size", 5);
-  ASSERT_TRUE(engine->ReportNow(true));
-  engine->SetEventIds(4, 1);
-  engine->SetEventString("t", "later");
-  ASSERT_TRUE(engine->ReportNow(true));
-
-  const std::string id = engine->commonProperties().at("u").text;
-  EXPECT_EQ(id.rfind("dev_id_", 0), 0u);
-  EXPECT_EQ(CachedEvents(), (std::vector<std::string>{
-                                "{\"l\":3,\"n\":12,\"p\":{\"size\":5,\"xid\":\"src7\"},\"t\":1700000000,"
-                                "\"u\":\"" + id + "\",\"w\":10}\n",
-                                "{\"l\":4,\"n\":1,\"p\":{\"xid\":\"src7\"},\"t\":\"later\",\"u\":\"" +
-                                    id + "\",\"w\":10}\n"}));
+TEST(WorkerGate, HoldsWhileTheMapIsEmptyOrUIsItsFirstKey) {
+  const std::pair<Names, bool> cases[] = {{{}, true},           {{"u"}, true},   {{"u", "w", "xid"}, true},
+                                          {{"m", "u"}, false},  {{"w"}, false},  {{"U", "u"}, false}};
+  for (const auto& c : cases) {
+    PropertyMap map;
+    for (const std::string& key : c.first) map[key] = PropertyValue{};
+    EXPECT_EQ(WorkerGateHolds(map), c.second) << c.first.size() << " keys";
+  }
 }
 
-TEST_F(DispatchTest, ReportNowReturnsTheCacheWriteResult) {
-  EnginePtr<CQuillAnalyze> engine(new CQuillAnalyze);
-  const std::string unwritable = dir.File("missing-folder") + platform::kPathSep + "KD_OF.dat";
-  ASSERT_TRUE(engine->InitializeWithIdFile(unwritable, dir.File("id.ini"), "", nullptr));
-  engine->SetEventIds(1, 1);
-  EXPECT_FALSE(engine->ReportNow(true));
-  // The failed event is gone, not kept for the next one.
-  EXPECT_TRUE(engine->eventProperties().empty());
+TEST_F(DispatchTest, WorkerWaitsWhileUIsTheFirstCommonKeyAndKeepsTheOrder) {
+  auto e = MakeInitialized<RecordingEngine>();
+  const std::string u = e->commonProperties().at("u").text;
+  for (std::int32_t i = 1; i <= 3; ++i) {
+    e->SetEventIds(i, 0);
+    e->SetEventString("t", "x");
+    ASSERT_TRUE(e->PostEvent(0));
+  }
+  platform::SleepMs(kSeveralWorkerPassesMs);
+  e->SetCommonIntAt(1, 5);  // the gate looks at the key only, not its value
+  e->SetCommonString("w", "after u");
+  platform::SleepMs(kSeveralWorkerPassesMs);
+  EXPECT_TRUE(e->calls().empty());
+  EXPECT_EQ(e->queuedCount(), 3u);
+
+  e->SetCommonString("m", "app");
+  ASSERT_TRUE(e->WaitForCalls(3));
+  e->StopWorker();
+  // Each event keeps what it was posted with.
+  for (std::int32_t i = 1; i <= 3; ++i) {
+    EXPECT_EQ(e->calls()[i - 1].text,
+              "{\"l\":" + std::to_string(i) + ",\"n\":0,\"t\":\"x\",\"u\":\"" + u + "\"}\n");
+  }
+}
+
+TEST_F(DispatchTest, StoppedWorkerLeavesLaterEventsQueued) {
+  auto e = MakeInitialized<RecordingEngine>();
+  e->SetCommonString("m", "app");
+  EXPECT_TRUE(e->StopWorker());  // no worker yet
+  ASSERT_TRUE(e->PostEvent(0));
+  ASSERT_TRUE(e->WaitForCalls(1));
+  EXPECT_TRUE(e->StopWorker());
+  EXPECT_FALSE(e->hasWorkerThread());
+  EXPECT_TRUE(e->StopWorker());
+  // The stop flag stays: a new worker starts and leaves at once.
+  EXPECT_TRUE(e->PostEvent(0));
+  EXPECT_TRUE(e->hasWorkerThread());
+  EXPECT_TRUE(e->PostEvent(1));
+  platform::SleepMs(kSeveralWorkerPassesMs);
+  EXPECT_EQ(e->calls().size(), 1u);
+  EXPECT_EQ(e->queuedCount(), 2u);
+}
+
+TEST(Lifecycle, NothingLeavesBeforeInitialization) {
+  EnginePtr<RecordingEngine> e(new RecordingEngine);
+  e->SetEventIds(3, 4);
+  EXPECT_FALSE(e->ReportNow(true) || e->ReportNow(false) || e->PostEvent(0));
+  EXPECT_FALSE(e->hasWorkerThread());
+  EXPECT_EQ(e->pendingL(), 3);  // the pending event is untouched
+  EXPECT_TRUE(e->calls().empty());
+}
+
+TEST(Lifecycle, ProcessEngineIsStaticAndReleaseLeavesItAlone) {
+  IQuillAnalyze* engine = GetAnalyzeEngine();
+  engine->Release();  // deleting a static object would abort here
+  EXPECT_EQ(GetAnalyzeEngine(), engine);
+  EXPECT_EQ(engine->GetLastErrorCode(), 0);
+}
+
+class CountedEngine : public CQuillAnalyze {
+ public:
+  explicit CountedEngine(int& destroyed) : destroyed_(destroyed) {}
+  ~CountedEngine() override { ++destroyed_; }
+  int& destroyed_;
+};
+
+TEST(Lifecycle, ReleaseDeletesAHeapEngineThroughItsVirtualDestructor) {
+  int destroyed = 0;
+  IQuillAnalyze* engine = new CountedEngine(destroyed);
+  engine->Release();
+  EXPECT_EQ(destroyed, 1);
 }
 
 }  // namespace

@@ -1,10 +1,7 @@
-// Stand-in for the helper executable. Each run appends one line to a log: the JSON array of its
-// arguments. An optional control file beside it ("orinhlp.ctl": first line the log path, second
-// line milliseconds to sleep before logging) lets a test pick its own log and a slow helper.
-// Without the control file the log is "orinhlp.log" beside the program.
+// Stand-in for the helper executable: each run appends the JSON array of its arguments, as one
+// line, to "orinhlp.log" beside it. A control file beside it ("orinhlp.ctl") can name another
+// log (first line) and a sleep in milliseconds before logging (second line).
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <fstream>
 #include <string>
 
@@ -19,19 +16,13 @@ int main(int argc, char** argv) {
   char self[1024] = {};
   orin::platform::HostExecutablePath(self, sizeof self);
   std::string folder(self);
-  const std::string::size_type sep = folder.rfind(orin::platform::kPathSep);
-  folder = (sep == std::string::npos) ? std::string() : folder.substr(0, sep + 1);
+  folder.erase(folder.rfind(orin::platform::kPathSep) + 1);
 
-  std::string logPath = folder + "orinhlp.log";
-  unsigned long sleepMs = 0;
+  std::string logPath = folder + "orinhlp.log", sleepMs;
   std::ifstream control(folder + "orinhlp.ctl");
-  if (control) {
-    std::string line;
-    if (std::getline(control, line) && !line.empty()) logPath = line;
-    if (std::getline(control, line)) sleepMs = std::strtoul(line.c_str(), nullptr, 10);
+  if (std::getline(control, logPath) && std::getline(control, sleepMs)) {
+    orin::platform::SleepMs(static_cast<std::uint32_t>(std::stoul(sleepMs)));
   }
-  if (sleepMs > 0) orin::platform::SleepMs(static_cast<std::uint32_t>(sleepMs));
-
   Json::Value args(Json::arrayValue);
   for (int i = 0; i < argc; ++i) args.append(argv[i]);
   const std::string line = orin::ToFastText(args);
