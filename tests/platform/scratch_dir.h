@@ -15,17 +15,10 @@ class ScratchDir {
  public:
   ScratchDir() {
     static std::atomic<unsigned> counter{0};
-    std::random_device rd;
-    const std::filesystem::path base = std::filesystem::temp_directory_path();
-    for (int attempt = 0; attempt < 100; ++attempt) {
-      const std::filesystem::path p =
-          base / ("orin-test-" + std::to_string(rd()) + "-" + std::to_string(counter++));
-      std::error_code ec;
-      if (std::filesystem::create_directory(p, ec)) {
-        path_ = p.string();
-        break;
-      }
-    }
+    const std::filesystem::path p = std::filesystem::temp_directory_path() /
+        ("orin-test-" + std::to_string(std::random_device{}()) + "-" + std::to_string(counter++));
+    std::error_code ec;
+    if (std::filesystem::create_directory(p, ec)) path_ = p.string();
     while (path_.size() > 1 && path_.back() == platform::kPathSep) path_.pop_back();
   }
   ~ScratchDir() {
