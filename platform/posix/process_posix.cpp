@@ -1,10 +1,11 @@
 #include "platform/process.h"
 
-#include <atomic>
 #include <cerrno>
+#include <mutex>
 #include <new>
 #include <thread>
 
+#include <dlfcn.h>
 #include <spawn.h>
 #include <sys/types.h>
 #include <sys/wait.h>
@@ -41,6 +42,32 @@ void Nap(long ms) {
   ::nanosleep(&t, nullptr);
 }
 
+// A reaper thread runs code of this module; should the host unload the module while one waits,
+// the thread would return into unmapped memory. So the first reaper pins the module for good.
+void PinThisModule() {
+  static std::once_flag once;
+  std::call_once(once, [] {
+    Dl_info info;
+    const void* self = reinterpret_cast<const void*>(&PinThisModule);
+    if (::dladdr(self, &info) != 0 && info.dli_fname != nullptr) {
+      ::dlopen(info.dli_fname, RTLD_NOW | RTLD_NOLOAD | RTLD_NODELETE);  // kept open on purpose
+    }
+  });
+}
+
+// Waits for the child on a thread of its own, so the caller never blocks and no zombie stays.
+void ReapInBackground(pid_t pid) {
+  PinThisModule();
+  try {
+    std::thread([pid] {
+      while (::waitpid(pid, nullptr, 0) < 0 && errno == EINTR) {
+      }
+    }).detach();
+  } catch (...) {
+    // No thread to spare: a zombie is the lesser harm than blocking the host.
+  }
+}
+
 }  // namespace
 
 ProcessHandle StartProcess(const std::string& commandLine) {
@@ -63,11 +90,7 @@ ProcessHandle StartProcess(const std::string& commandLine) {
   if (rc != 0) return nullptr;
   auto* process = new (std::nothrow) PosixProcess{pid};
   if (process == nullptr) {
-    // Still reap it, so a failed allocation leaves no zombie behind.
-    try {
-      std::thread([pid] { ::waitpid(pid, nullptr, 0); }).detach();
-    } catch (...) {
-    }
+    ReapInBackground(pid);  // so a failed allocation leaves no zombie behind
   }
   return process;
 }
@@ -101,18 +124,7 @@ bool WaitProcess(ProcessHandle process, std::uint32_t timeoutMs) {
 void CloseProcess(ProcessHandle process) {
   if (process == nullptr) return;
   auto* p = static_cast<PosixProcess*>(process);
-  if (!TryReap(p)) {
-    // The caller must not block; the child must not stay a zombie once it ends.
-    const pid_t pid = p->pid;
-    try {
-      std::thread([pid] {
-        while (::waitpid(pid, nullptr, 0) < 0 && errno == EINTR) {
-        }
-      }).detach();
-    } catch (...) {
-      // No thread to spare: the zombie is the lesser harm than blocking the host.
-    }
-  }
+  if (!TryReap(p)) ReapInBackground(p->pid);
   delete p;
 }
 
