@@ -1,14 +1,8 @@
 #include "platform/profile.h"
 
 #include <cerrno>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <string>
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 // Raw ANSI bytes, as the Windows A functions read them: no UTF-8 conversion or validation.
 // Debian's header keeps the template bodies behind SI_IMPLEMENTATION (its prebuilt library pulls
@@ -19,10 +13,11 @@
 
 #include "platform/posix/ini_text.h"
 
-// SimpleIni parses the key lines. Two Windows rules it cannot give are handled around it:
+// SimpleIni parses the key lines. The Windows rules it cannot give are handled around it:
 // only the first of several same-named sections counts (SimpleIni merges them), so it is handed
-// that one section's text; and a write edits the file's text in place, because SimpleIni's Save
-// re-renders the whole document (spacing, blank lines, duplicate sections would change).
+// that one section's text; lines it would skip are shielded (ShieldBody); and a write edits the
+// file's text in place, because SimpleIni's Save re-renders the whole document (spacing, blank
+// lines and duplicate sections would change).
 
 namespace orin::platform {
 namespace {
@@ -169,7 +164,6 @@ bool WriteProfileString(const char* section, const char* key, const char* value,
   // Windows stores the value without its leading blanks; it shows once the key holds a "=".
   std::string stored = value;
   stored.erase(0, stored.find_first_not_of(" \t\r\n\v\f"));
-  if (stored.find_first_not_of(" \t\r\n\v\f") == std::string::npos) stored.clear();
   ini::SetKey(&text, ini::Trim(section), ini::Trim(key), stored);
   return ini::ReplaceFileText(path, text);
 }
