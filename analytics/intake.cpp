@@ -7,14 +7,14 @@
 namespace orin {
 namespace {
 
-constexpr const char* kPropertyKeyTable[16] = {"m", "u", "o", "w", "re", "v", "s", "la",
+constexpr const char* PropertyKeyTable[16] = {"m", "u", "o", "w", "re", "v", "s", "la",
                                                "i", "id", "r", "c", "l", "n", "t", "p"};
 constexpr std::int32_t kTimeKeyIndex = 14;
 
 // An index outside the table names no key: the call is dropped rather than read past the table.
 bool KeyAt(std::int32_t index, std::string& key) {
   if (index < 0 || index >= 16) return false;
-  key = kPropertyKeyTable[index];
+  key = PropertyKeyTable[index];
   return true;
 }
 

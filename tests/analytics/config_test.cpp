@@ -120,7 +120,8 @@ TEST_F(ConfigTest, FirstStartPlacesUserConfigInTheSharedFolderAndRecordsIt) {
   EXPECT_EQ(ReadIni(ini, "Analyze", "usercfg"), userConfig);
   EXPECT_EQ(ReadIni(ini, "Analyze", "Cache"), dir.File("c.dat"));
   // The address read with its default already fills the member, so the argument is not used.
-  EXPECT_EQ(ReadIni(ini, "Analyze", "Address"), std::string("https://") + kPrimaryCollectHost + "/api/v2/soft/collect");
+  EXPECT_EQ(ReadIni(ini, "Analyze", "Address"),
+            std::string("https://") + kPrimaryCollectHost + "/api/v2/soft/collect");
   const std::string id = ReadIni(userConfig, "User", "DevID");
   EXPECT_EQ(id.size(), 43u);
   EXPECT_EQ(e->deviceId(), id);
@@ -159,7 +160,8 @@ TEST_F(ConfigTest, SetCacheAndAddressAndInitializeWithIdFileWriteOnlyWhatIsGiven
   const std::string ini = Beside("OrAnacfg.ini");
   EnginePtr<> e(new CQuillAnalyze);
   EXPECT_TRUE(e->SetCacheAndAddress("", "https://c/x"));
-  EXPECT_EQ(ReadIni(ini, "Analyze", "Cache") + " " + ReadIni(ini, "Analyze", "Address"), "<absent> https://c/x");
+  EXPECT_EQ(ReadIni(ini, "Analyze", "Cache") + " " + ReadIni(ini, "Analyze", "Address"),
+            "<absent> https://c/x");
   ASSERT_TRUE(e->InitializeWithIdFile(dir.File("c.dat"), dir.File("id.ini"), "", "xid1"));
   EXPECT_EQ(ReadIni(ini, "Analyze", "Cache") + " " + ReadIni(ini, "Analyze", "Address"),
             dir.File("c.dat") + " https://c/x");

@@ -72,8 +72,8 @@ TEST_F(DispatchTest, SentAndCachedEventsCarryTheirJson) {
 }
 
 TEST(WorkerGate, HoldsWhileTheMapIsEmptyOrUIsItsFirstKey) {
-  const std::pair<Names, bool> cases[] = {{{}, true},           {{"u"}, true},   {{"u", "w", "xid"}, true},
-                                          {{"m", "u"}, false},  {{"w"}, false},  {{"U", "u"}, false}};
+  const std::pair<Names, bool> cases[] = {{{}, true},          {{"u"}, true},  {{"u", "w", "xid"}, true},
+                                          {{"m", "u"}, false}, {{"w"}, false}, {{"U", "u"}, false}};
   for (const auto& c : cases) {
     PropertyMap map;
     for (const std::string& key : c.first) map[key] = PropertyValue{};

@@ -32,7 +32,9 @@ TEST(EventJson, KindsNamesAndTheDetailsObject) {
   r.properties = {{"b", {kPropertyText, 7, "seven"}}, {"c", {9, 7, "x"}}, {"Z", {kPropertyInt, 1, ""}}};
   EXPECT_EQ(ToFastText(BuildEventJson(r)), "{\"Z\":1,\"b\":\"seven\",\"l\":-1,\"n\":0}\n");
   // Properties named "l", "n" or "p" overwrite what was written under that name; details win "p".
-  r.properties = {{"l", {kPropertyText, 0, "ell"}}, {"n", {kPropertyInt, 99, ""}}, {"p", {kPropertyText, 0, "q"}}};
+  r.properties = {{"l", {kPropertyText, 0, "ell"}},
+                  {"n", {kPropertyInt, 99, ""}},
+                  {"p", {kPropertyText, 0, "q"}}};
   EXPECT_EQ(ToFastText(BuildEventJson(r)), "{\"l\":\"ell\",\"n\":99,\"p\":\"q\"}\n");
   r.details["k"] = {kPropertyInt, 1, ""};
   EXPECT_EQ(ToFastText(BuildEventJson(r)), "{\"l\":\"ell\",\"n\":99,\"p\":{\"k\":1}}\n");
@@ -78,7 +80,9 @@ TEST(Intake, IndexFormsUseTheShortKeyTableAndIgnoreOtherIndexes) {
   e.SetCommonInt64At(9, 1);
   e.SetCommonIntAt(16, 1);
   std::string keys;
-  for (const auto& entry : e.eventProperties()) keys += entry.first + "=" + std::to_string(entry.second.number) + " ";
+  for (const auto& entry : e.eventProperties()) {
+    keys += entry.first + "=" + std::to_string(entry.second.number) + " ";
+  }
   EXPECT_EQ(keys, "c=11 i=8 id=9 l=12 la=7 m=0 n=13 o=2 p=15 r=10 re=4 s=6 t=14 u=1 v=5 w=3 ");
   EXPECT_EQ(e.commonProperties().size(), 2u);
   EXPECT_EQ(e.commonProperties().at("o").text, "os");
@@ -102,7 +106,8 @@ TEST(Intake, CollectEventLetsEventValuesWinAndClearsOnlyThePendingEvent) {
   EXPECT_EQ(e.pendingL() + e.pendingN(), 0);
   EventRecord next;  // no SetEventIds: no "t"; the common values come back
   e.CollectEvent(next);
-  EXPECT_EQ(ToFastText(BuildEventJson(next)), "{\"k\":\"common\",\"l\":0,\"n\":0,\"p\":{\"cd\":-1,\"d\":\"common\"}}\n");
+  EXPECT_EQ(ToFastText(BuildEventJson(next)),
+            "{\"k\":\"common\",\"l\":0,\"n\":0,\"p\":{\"cd\":-1,\"d\":\"common\"}}\n");
 }
 
 TEST(Intake, SetEventIdsStampsTheTimeOnlyWhenAbsent) {
