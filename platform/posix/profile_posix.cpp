@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <mutex>
 #include <string>
 
 // Raw ANSI bytes, as the Windows A functions read them: no UTF-8 conversion or validation.
@@ -159,6 +160,10 @@ std::uint32_t ReadProfileInt(const char* section, const char* key, std::int32_t 
 
 bool WriteProfileString(const char* section, const char* key, const char* value, const char* path) {
   if (section == nullptr || key == nullptr || value == nullptr || path == nullptr) return false;
+  // Read, edit and replace must not interleave between threads, or one write would undo another
+  // (kernel32 serialises its profile calls the same way). Other processes are not held off.
+  static std::mutex writeLock;
+  std::lock_guard<std::mutex> hold(writeLock);
   std::string text;
   if (!ini::ReadFileText(path, &text) && errno != ENOENT) return false;
   // Windows stores the value without its leading blanks; it shows once the key holds a "=".

@@ -4,6 +4,7 @@
 
 #include <cstring>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "tests/platform/scratch_dir.h"
@@ -304,6 +305,26 @@ TEST_F(ProfileCorpus, ImpossibleReadsAndWritesGiveDefaultsAndChangeNothing) {
   EXPECT_EQ(ReadProfileInt("Numbers", "Plain", 6, nullptr), 6u);
   EXPECT_FALSE(WriteProfileString("S", "k", "v", nullptr));
   EXPECT_EQ(Read("basic.ini", "General", "Name"), "Alpha");
+}
+
+TEST_F(ProfileCorpus, ConcurrentWritesOfDifferentKeysAreAllKept) {
+  const std::string path = Path("shared.ini");
+  std::vector<std::thread> writers;
+  for (int t = 0; t < 4; ++t) {
+    writers.emplace_back([&path, t] {
+      for (int i = 0; i < 25; ++i) {
+        const std::string key = "k" + std::to_string(t) + "_" + std::to_string(i);
+        WriteProfileString(t % 2 == 0 ? "Even" : "Odd", key.c_str(), key.c_str(), path.c_str());
+      }
+    });
+  }
+  for (std::thread& w : writers) w.join();
+  for (int t = 0; t < 4; ++t) {
+    for (int i = 0; i < 25; ++i) {
+      const std::string key = "k" + std::to_string(t) + "_" + std::to_string(i);
+      EXPECT_EQ(Read("shared.ini", t % 2 == 0 ? "Even" : "Odd", key.c_str()), key);
+    }
+  }
 }
 
 }  // namespace
