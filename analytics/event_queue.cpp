@@ -71,7 +71,7 @@ void CQuillAnalyze::WorkerLoop() {
         platform::SleepMs(kIdlePauseMs);
         continue;
       }
-      record = queue_.front();
+      record = std::move(queue_.front());
       queue_.pop_front();
     }
     DispatchQueued(record);

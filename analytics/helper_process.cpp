@@ -1,5 +1,6 @@
 #include <cstdio>
 #include <cstring>
+#include <mutex>
 
 #include "analytics/CQuillAnalyze.h"
 #include "cache/CAnalyticsFile.h"
@@ -24,8 +25,11 @@ std::string Quoted(const char* path) { return std::string("\"") + path + "\""; }
 
 }  // namespace
 
+// The worker and the host's thread may both launch the helper, so the first build is guarded.
 const char* CQuillAnalyze::GetHelperPath() {
+  static std::mutex buildLock;
   static std::string cached;
+  std::lock_guard<std::mutex> guard(buildLock);
   if (!cached.empty()) return cached.c_str();
   char buffer[kHelperPathBufferSize] = {};
   platform::HostExecutablePath(buffer, kHelperPathBufferSize);
