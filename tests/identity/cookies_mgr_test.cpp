@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cctype>
 #include <string>
 
 #include "platform/os.h"
@@ -12,10 +11,8 @@
 namespace orin {
 namespace {
 
-using orin::testing::Exists;
-using orin::testing::ReadText;
-using orin::testing::ScratchDir;
-using orin::testing::WriteText;
+using namespace orin::testing;
+constexpr char kSep = platform::kPathSep;
 
 std::string StoredId(const std::string& ini) {
   char buffer[520] = {};
@@ -23,70 +20,51 @@ std::string StoredId(const std::string& ini) {
   return buffer;
 }
 
-// "dev_id_" + 8-4-4-4-12 lower-case hex digits.
+// "dev_id_" + 8-4-4-4-12 lower-case hex digits of a version-4 GUID.
 void ExpectIdShape(const std::string& id) {
   ASSERT_EQ(id.size(), 43u) << id;
   EXPECT_EQ(id.substr(0, 7), "dev_id_");
-  const std::string guid = id.substr(7);
-  for (std::size_t i = 0; i < guid.size(); ++i) {
-    if (i == 8 || i == 13 || i == 18 || i == 23) {
-      EXPECT_EQ(guid[i], '-') << id;
-    } else {
-      const char c = guid[i];
-      EXPECT_TRUE((c >= '0' && c <= '9') || (c >= 'a' && c <= 'f')) << id;
-    }
+  for (std::size_t i = 7; i < id.size(); ++i) {
+    const char c = id[i];
+    const bool dash = i == 15 || i == 20 || i == 25 || i == 30;
+    EXPECT_TRUE(dash ? c == '-' : (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f')) << id;
   }
-  EXPECT_EQ(guid[14], '4') << "random GUIDs are version 4: " << id;
+  EXPECT_EQ(id[21], '4') << "version nibble: " << id;
 }
 
-TEST(CookiesMgr, CreatesStoresAndThenKeepsTheId) {
+TEST(CookiesMgr, CreatesOnceThenReturnsWhateverIsStored) {
   ScratchDir dir;
   const std::string ini = dir.File("usercfg.ini");
   std::string first;
-  ASSERT_TRUE(GetCookiesMgr()->GetOrCreateDevId(ini.c_str(), first));
-  ExpectIdShape(first);
-  EXPECT_EQ(StoredId(ini), first);
-  EXPECT_NE(ReadText(ini).find("[User]"), std::string::npos);
-
   std::string second = "old value";
+  ASSERT_TRUE(GetCookiesMgr()->GetOrCreateDevId(ini.c_str(), first));
   ASSERT_TRUE(GetCookiesMgr()->GetOrCreateDevId(ini.c_str(), second));
-  EXPECT_EQ(second, first);}
+  ExpectIdShape(first);
+  EXPECT_EQ(second, first);
+  EXPECT_EQ(StoredId(ini), first);
 
-TEST(CookiesMgr, AnyStoredTextIsTheIdUnchanged) {
-  ScratchDir dir;
-  const std::string ini = dir.File("usercfg.ini");
-  WriteText(ini, "[Other]\nDevID=elsewhere\n[user]\n  devid =  abc  \n");
+  // Any stored text is the id, prefix or not.
+  const std::string abc = dir.File("abc.ini");
+  WriteText(abc, "[Other]\nDevID=elsewhere\n[user]\n  devid =  abc  \n");
   std::string viaCreate;
   std::string viaLookup;
-  ASSERT_TRUE(GetCookiesMgr()->GetOrCreateDevId(ini.c_str(), viaCreate));
-  ASSERT_TRUE(GetCookiesMgr()->GetDevId(ini.c_str(), viaLookup, false));
+  ASSERT_TRUE(GetCookiesMgr()->GetOrCreateDevId(abc.c_str(), viaCreate));
+  ASSERT_TRUE(GetCookiesMgr()->GetDevId(abc.c_str(), viaLookup, false));
   EXPECT_EQ(viaCreate, "abc");
   EXPECT_EQ(viaLookup, "abc");
 }
 
 TEST(CookiesMgr, LookupWithoutCreationWritesNothing) {
   ScratchDir dir;
-  const struct {
-    const char* name;
-    const char* text;  // nullptr: no file
-  } cases[] = {
-      {"absent.ini", nullptr},
-      {"empty-key.ini", "[User]\nDevID=\n"},
-      {"other-key.ini", "[User]\nName=x\n"},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    const std::string ini = dir.File(c.name);
-    if (c.text != nullptr) WriteText(ini, c.text);
+  const char* texts[] = {nullptr, "[User]\nDevID=\n", "[User]\nName=x\n"};  // null: no file
+  for (const char* text : texts) {
+    const std::string ini = dir.File(text == nullptr ? "absent.ini" : "present.ini");
+    if (text != nullptr) WriteText(ini, text);
     std::string id = "untouched";
     EXPECT_FALSE(GetCookiesMgr()->GetDevId(ini.c_str(), id, false));
     EXPECT_EQ(id, "untouched");
-    if (c.text == nullptr) {
-      EXPECT_FALSE(Exists(ini));
-    } else {
-      EXPECT_EQ(ReadText(ini), c.text);
-    }
-    // With creation allowed the same lookup makes and stores one.
+    EXPECT_EQ(ReadText(ini), text == nullptr ? "" : text);
+    EXPECT_EQ(Exists(ini), text != nullptr);
     ASSERT_TRUE(GetCookiesMgr()->GetDevId(ini.c_str(), id, true));
     ExpectIdShape(id);
     EXPECT_EQ(StoredId(ini), id);
@@ -95,16 +73,15 @@ TEST(CookiesMgr, LookupWithoutCreationWritesNothing) {
 
 TEST(CookiesMgr, SaveCreatesOneMissingFolderLevelOnly) {
   ScratchDir dir;
-  const std::string folder = dir.File("QuillBR");
-  const std::string ini = folder + platform::kPathSep + "usercfg.ini";
+  const std::string ini = dir.File("QuillBR") + kSep + "usercfg.ini";
   EXPECT_TRUE(GetCookiesMgr()->SaveDevId(ini.c_str(), "dev_id_saved"));
   EXPECT_EQ(StoredId(ini), "dev_id_saved");
 
-  // A missing parent is not created; the write fails quietly and the call still succeeds.
-  const std::string deep = dir.File("a") + platform::kPathSep + "b" + platform::kPathSep + "u.ini";
+  // A missing parent is not made; the write fails quietly, so every creating call reports an
+  // id that was never stored and the next one makes another.
+  const std::string deep = dir.File("a") + kSep + "b" + kSep + "u.ini";
   EXPECT_TRUE(GetCookiesMgr()->SaveDevId(deep.c_str(), "dev_id_lost"));
   EXPECT_FALSE(Exists(dir.File("a")));
-  // So the creating lookup reports an id that was never stored, and makes a new one next time.
   std::string one;
   std::string two;
   ASSERT_TRUE(GetCookiesMgr()->GetOrCreateDevId(deep.c_str(), one));
