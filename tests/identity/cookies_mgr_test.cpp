@@ -6,7 +6,7 @@
 
 #include "platform/os.h"
 #include "platform/profile.h"
-#include "tests/platform/scratch_dir.h"
+#include "support/TempDir.h"
 
 namespace orin {
 namespace {
@@ -33,7 +33,7 @@ void ExpectIdShape(const std::string& id) {
 }
 
 TEST(CookiesMgr, CreatesOnceThenReturnsWhateverIsStored) {
-  ScratchDir dir;
+  TempDir dir;
   const std::string ini = dir.File("usercfg.ini");
   std::string first;
   std::string second = "old value";
@@ -45,7 +45,7 @@ TEST(CookiesMgr, CreatesOnceThenReturnsWhateverIsStored) {
 
   // Any stored text is the id, prefix or not.
   const std::string abc = dir.File("abc.ini");
-  WriteText(abc, "[Other]\nDevID=elsewhere\n[user]\n  devid =  abc  \n");
+  WriteBytes(abc, "[Other]\nDevID=elsewhere\n[user]\n  devid =  abc  \n");
   std::string viaCreate;
   std::string viaLookup;
   ASSERT_TRUE(GetCookiesMgr()->GetOrCreateDevId(abc.c_str(), viaCreate));
@@ -55,15 +55,15 @@ TEST(CookiesMgr, CreatesOnceThenReturnsWhateverIsStored) {
 }
 
 TEST(CookiesMgr, LookupWithoutCreationWritesNothing) {
-  ScratchDir dir;
+  TempDir dir;
   const char* texts[] = {nullptr, "[User]\nDevID=\n", "[User]\nName=x\n"};  // null: no file
   for (const char* text : texts) {
     const std::string ini = dir.File(text == nullptr ? "absent.ini" : "present.ini");
-    if (text != nullptr) WriteText(ini, text);
+    if (text != nullptr) WriteBytes(ini, text);
     std::string id = "untouched";
     EXPECT_FALSE(GetCookiesMgr()->GetDevId(ini.c_str(), id, false));
     EXPECT_EQ(id, "untouched");
-    EXPECT_EQ(ReadText(ini), text == nullptr ? "" : text);
+    EXPECT_EQ(ReadBytes(ini), text == nullptr ? "" : text);
     EXPECT_EQ(Exists(ini), text != nullptr);
     ASSERT_TRUE(GetCookiesMgr()->GetDevId(ini.c_str(), id, true));
     ExpectIdShape(id);
@@ -72,7 +72,7 @@ TEST(CookiesMgr, LookupWithoutCreationWritesNothing) {
 }
 
 TEST(CookiesMgr, SaveCreatesOneMissingFolderLevelOnly) {
-  ScratchDir dir;
+  TempDir dir;
   const std::string ini = dir.File("QuillBR") + kSep + "usercfg.ini";
   EXPECT_TRUE(GetCookiesMgr()->SaveDevId(ini.c_str(), "dev_id_saved"));
   EXPECT_EQ(StoredId(ini), "dev_id_saved");

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "platform/os.h"
-#include "tests/platform/scratch_dir.h"
+#include "support/TempDir.h"
 
 namespace orin::platform {
 namespace {
@@ -13,8 +13,8 @@ namespace {
 using namespace orin::testing;
 
 TEST(Files, QueryAndCreateTellAMissingLastLevelFromAMissingFolderOnTheWay) {
-  ScratchDir dir;
-  WriteText(dir.File("file.txt"), "x");
+  TempDir dir;
+  WriteBytes(dir.File("file.txt"), "x");
   const std::string absent = dir.File("absent");
   const struct {
     std::string path;
@@ -36,23 +36,23 @@ TEST(Files, QueryAndCreateTellAMissingLastLevelFromAMissingFolderOnTheWay) {
 }
 
 TEST(Files, MoveReplacesCopyOverwritesRemoveDeletes) {
-  ScratchDir dir;
+  TempDir dir;
   const std::string a = dir.File("a.dat");
   const std::string b = dir.File("a.dat-bak");
   const std::string c = dir.File("c.dat");
-  WriteText(a, "new");
-  WriteText(b, "old backup");
+  WriteBytes(a, "new");
+  WriteBytes(b, "old backup");
   EXPECT_TRUE(MoveFileReplacing(a.c_str(), b.c_str()));
   EXPECT_FALSE(Exists(a));
-  EXPECT_EQ(ReadText(b), "new");
+  EXPECT_EQ(ReadBytes(b), "new");
   EXPECT_FALSE(MoveFileReplacing(a.c_str(), b.c_str())) << "source is gone";
 
-  WriteText(c, std::string(100000, 'z'));
+  WriteBytes(c, std::string(100000, 'z'));
   EXPECT_TRUE(CopyFileOverwriting(b.c_str(), c.c_str()));
-  EXPECT_EQ(ReadText(c), "new");
-  EXPECT_EQ(ReadText(b), "new");
+  EXPECT_EQ(ReadBytes(c), "new");
+  EXPECT_EQ(ReadBytes(b), "new");
   EXPECT_FALSE(CopyFileOverwriting(a.c_str(), c.c_str()));
-  EXPECT_EQ(ReadText(c), "new") << "a failed copy keeps the target";
+  EXPECT_EQ(ReadBytes(c), "new") << "a failed copy keeps the target";
 
   EXPECT_TRUE(RemoveFile(c.c_str()));
   EXPECT_FALSE(RemoveFile(c.c_str()));

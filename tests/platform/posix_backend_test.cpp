@@ -12,7 +12,7 @@
 #include "platform/process.h"
 #include "platform/profile.h"
 #include "platform/thread.h"
-#include "tests/platform/scratch_dir.h"
+#include "support/TempDir.h"
 
 namespace orin::platform {
 namespace {
@@ -55,25 +55,25 @@ TEST(PosixBackend, ClosedChildIsReapedOnceItEnds) {
 }
 
 TEST(PosixBackend, MoveAcrossFileSystemsCopies) {
-  ScratchDir dir;
+  TempDir dir;
   struct stat a, b;
   if (stat(dir.path().c_str(), &a) != 0 || stat("/dev/shm", &b) != 0 || a.st_dev == b.st_dev) {
     GTEST_SKIP() << "no second file system to move across";
   }
   const std::string from = dir.File("cache.dat");
   const std::string to = "/dev/shm/orin-move-test-" + std::to_string(getpid());
-  WriteText(from, "payload");
+  WriteBytes(from, "payload");
   ASSERT_TRUE(MoveFileReplacing(from.c_str(), to.c_str()));
-  EXPECT_EQ(ReadText(to), "payload");
+  EXPECT_EQ(ReadBytes(to), "payload");
   EXPECT_FALSE(Exists(from));
   unlink(to.c_str());
 }
 
 TEST(PosixBackend, ProfileWritesGoThroughLinksAndKeepTheMode) {
-  ScratchDir dir;
+  TempDir dir;
   const std::string real = dir.File("real.ini");
   const std::string link = dir.File("link.ini");
-  WriteText(real, "[A]\nx=1\n");
+  WriteBytes(real, "[A]\nx=1\n");
   ASSERT_EQ(chmod(real.c_str(), 0640), 0);
   ASSERT_EQ(symlink(real.c_str(), link.c_str()), 0);
   ASSERT_TRUE(WriteProfileString("A", "y", "2", link.c_str()));
@@ -82,7 +82,7 @@ TEST(PosixBackend, ProfileWritesGoThroughLinksAndKeepTheMode) {
   EXPECT_TRUE(S_ISLNK(st.st_mode));
   ASSERT_EQ(stat(real.c_str(), &st), 0);
   EXPECT_EQ(st.st_mode & 0777, 0640u);
-  EXPECT_EQ(ReadText(real), "[A]\nx=1\ny=2\n");
+  EXPECT_EQ(ReadBytes(real), "[A]\nx=1\ny=2\n");
 }
 
 }  // namespace

@@ -8,7 +8,7 @@
 
 #include "platform/host_paths.h"
 #include "platform/os.h"
-#include "tests/platform/scratch_dir.h"
+#include "support/TempDir.h"
 
 namespace orin::platform {
 namespace {
@@ -81,7 +81,7 @@ Args ReadDump(const std::string& file) {
 // Under Windows (and Wine) the child's own C runtime splits the line: the reference for the
 // table above. Elsewhere this proves the split arguments reach the child unchanged.
 TEST(StartProcess, ChildReceivesTheSplitArguments) {
-  orin::testing::ScratchDir dir;
+  orin::testing::TempDir dir;
   const std::string exe = ArgDumpPath();
   const std::string out = dir.File("args.txt");
   for (const bool quotedProgram : {true, false}) {
@@ -102,7 +102,7 @@ TEST(StartProcess, ChildReceivesTheSplitArguments) {
 }
 
 TEST(StartProcess, WaitReportsWhetherTheChildEnded) {
-  orin::testing::ScratchDir dir;
+  orin::testing::TempDir dir;
   EXPECT_EQ(StartProcess("\"" + dir.File("no-such-program.exe") + "\" -x"), nullptr);
   EXPECT_EQ(StartProcess(""), nullptr);
 

@@ -6,7 +6,8 @@
 #include <thread>
 #include <vector>
 
-#include "tests/platform/scratch_dir.h"
+#include "platform/os.h"
+#include "support/TempDir.h"
 
 // One corpus and one set of expectations for both builds: on Windows (and Wine) the kernel's own
 // profile functions meet them, so the POSIX backend is held to what they do.
@@ -14,8 +15,8 @@
 namespace orin::platform {
 namespace {
 
-using orin::testing::ReadText;
-using orin::testing::WriteText;
+using orin::testing::ReadBytes;
+using orin::testing::WriteBytes;
 
 const std::string kLong(300, 'x');
 
@@ -100,7 +101,7 @@ class ProfileCorpus : public ::testing::Test {
     const std::pair<const char*, std::string> files[] = {
         {"basic.ini", kBasic}, {"odd.ini", kOdd}, {"numbers.ini", numbers},
         {"nonl.ini", "[S]\nk=v"}, {"empty.ini", ""}};
-    for (const auto& f : files) WriteText(Path(f.first), f.second);
+    for (const auto& f : files) WriteBytes(Path(f.first), f.second);
   }
   std::string Path(const char* name) const { return dir_.File(name); }
   std::string Read(const char* file, const char* section, const char* key) {
@@ -109,7 +110,7 @@ class ProfileCorpus : public ::testing::Test {
     return buffer;
   }
 
-  orin::testing::ScratchDir dir_;
+  orin::testing::TempDir dir_;
 };
 
 TEST_F(ProfileCorpus, ReadsAsTheWindowsReaderDoes) {
@@ -167,7 +168,7 @@ TEST_F(ProfileCorpus, WritesKeepTheRestOfTheFile) {
   EXPECT_EQ(Read("nonl.ini", "S", "k"), "v");
   EXPECT_EQ(Read("odd.ini", "B] [C", "y"), "3");
   EXPECT_EQ(Read("odd.ini", "Odd", "k"), "=kept=") << "leading blanks of a value are not stored";
-  const std::string text = ReadText(Path("basic.ini"));
+  const std::string text = ReadBytes(Path("basic.ini"));
   for (const char* kept : {"; leading comment", "# hash comment", "Name=Second section"}) {
     EXPECT_NE(text.find(kept), std::string::npos) << kept;
   }
@@ -196,7 +197,7 @@ TEST_F(ProfileCorpus, ImpossibleReadsAndWritesGiveDefaultsAndChangeNothing) {
   EXPECT_FALSE(WriteProfileString("General", "Name", nullptr, basic.c_str()));
   EXPECT_FALSE(WriteProfileString(nullptr, "k", "v", basic.c_str()));
   EXPECT_FALSE(WriteProfileString("S", "k", "v", nullptr));
-  EXPECT_EQ(ReadText(basic), kBasic);
+  EXPECT_EQ(ReadBytes(basic), kBasic);
 }
 
 TEST_F(ProfileCorpus, ConcurrentWritersKeepEachOthersKeys) {

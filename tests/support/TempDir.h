@@ -15,9 +15,10 @@ class TempDir {
   TempDir() {
     static std::atomic<int> counter{0};
     const auto stamp = std::chrono::steady_clock::now().time_since_epoch().count();
-    path_ = std::filesystem::temp_directory_path() /
-            ("orin-test-" + std::to_string(stamp) + "-" + std::to_string(counter++));
-    std::filesystem::create_directories(path_);
+    const std::filesystem::path p = std::filesystem::temp_directory_path() /
+        ("orin-test-" + std::to_string(stamp) + "-" + std::to_string(counter++));
+    std::filesystem::create_directories(p);
+    path_ = p.string();
   }
   ~TempDir() {
     std::error_code ec;
@@ -26,11 +27,13 @@ class TempDir {
   TempDir(const TempDir&) = delete;
   TempDir& operator=(const TempDir&) = delete;
 
-  std::string File(const std::string& name) const { return (path_ / name).string(); }
-  const std::filesystem::path& path() const { return path_; }
+  const std::string& path() const { return path_; }
+  std::string File(const std::string& name) const {
+    return (std::filesystem::path(path_) / name).string();
+  }
 
  private:
-  std::filesystem::path path_;
+  std::string path_;
 };
 
 inline std::string ReadBytes(const std::string& path) {
@@ -41,6 +44,11 @@ inline std::string ReadBytes(const std::string& path) {
 inline void WriteBytes(const std::string& path, const std::string& bytes) {
   std::ofstream(path, std::ios::binary | std::ios::trunc).write(bytes.data(),
                                                                 static_cast<std::streamsize>(bytes.size()));
+}
+
+inline bool Exists(const std::string& path) {
+  std::error_code ec;
+  return std::filesystem::exists(path, ec);
 }
 
 }  // namespace orin::testing
