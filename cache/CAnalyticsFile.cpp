@@ -34,8 +34,8 @@ std::int64_t FileLength(std::FILE* f) {
 
 std::string DecryptPayload(CMyEncrypt& cipher, const char* record, std::int32_t length) {
   const std::int32_t n = length - record::kHeaderSize;
-  std::string text(record + record::kHeaderSize, static_cast<std::size_t>(n));
-  cipher.Decrypt(text.data(), n, text.data(), n);
+  std::string text(static_cast<std::size_t>(n), '\0');
+  cipher.Decrypt(record + record::kHeaderSize, n, text.data(), n);
   return text;
 }
 
@@ -75,33 +75,42 @@ bool CAnalyticsFile::LoadRecords(const char* path, std::vector<const char*>& out
   return true;
 }
 
-std::vector<std::string> CAnalyticsFile::TakeRecords(std::int32_t& count) {
-  std::vector<std::string> texts;
+const std::vector<std::string>& CAnalyticsFile::TakeRecords(std::int32_t& count) {
+  batchTexts_.clear();
   std::int32_t taken = 0;
   std::size_t i = static_cast<std::size_t>(readIndex_);
   while (taken < count && i < records_.size()) {
-    texts.push_back(DecryptPayload(cipher_, records_[i], record::ReadLength(records_[i])));
+    batchTexts_.push_back(DecryptPayload(cipher_, records_[i], record::ReadLength(records_[i])));
     ++i;
     ++taken;
   }
   readIndex_ += taken;
   count = taken;
-  return texts;
+  return batchTexts_;
 }
 
 bool CAnalyticsFile::ReadNextBatch(Json::Value& out, std::int32_t& count) {
-  const std::vector<std::string> texts = TakeRecords(count);
+  const std::vector<std::string>& texts = TakeRecords(count);
   if (texts.empty()) return false;
   ParseRecords(out, texts);
+  ReleaseBatchTexts();
   return true;
 }
 
 bool CAnalyticsFile::ReadNextBatchWithUser(Json::Value& out, std::int32_t& count,
                                            const char* user) {
-  const std::vector<std::string> texts = TakeRecords(count);
+  const std::vector<std::string>& texts = TakeRecords(count);
   if (texts.empty()) return false;
   ParseRecordsWithUser(out, texts, user);
+  ReleaseBatchTexts();
   return true;
+}
+
+void CAnalyticsFile::ReleaseBatchTexts() {
+  // Upload-sized batches keep the list's room for the next one; a huge batch gives it back.
+  constexpr std::size_t kKeptCapacity = 4096;
+  batchTexts_.clear();
+  if (batchTexts_.capacity() > kKeptCapacity) std::vector<std::string>().swap(batchTexts_);
 }
 
 void CAnalyticsFile::PutBack(std::int32_t count) {

@@ -47,14 +47,17 @@ class CAnalyticsFile : public IAnalyticsFile {
 
  private:
   bool AppendPayload(const char* path, const std::string& payload);
-  // Decrypted texts of `count` loaded records from readIndex on; advances readIndex.
-  std::vector<std::string> TakeRecords(std::int32_t& count);
+  // Decrypts `count` loaded records from readIndex on into batchTexts_; advances readIndex.
+  const std::vector<std::string>& TakeRecords(std::int32_t& count);
+  void ReleaseBatchTexts();
 
   CMyEncrypt cipher_;
   std::unique_ptr<char[]> fileBuffer_;
   std::vector<const char*> records_;
   std::int32_t readIndex_ = 0;
   std::int64_t fileSize_ = 0;
+  // Reused by every batch, so a delivery allocates the list once rather than per batch.
+  std::vector<std::string> batchTexts_;
 };
 
 // The process-wide cache file object, built on first use.
