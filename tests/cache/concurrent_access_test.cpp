@@ -1,11 +1,14 @@
+#include <atomic>
 #include <map>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
 #include <json/value.h>
 
 #include "cache/CAnalyticsFile.h"
+#include "cache/CacheFileLock.h"
 #include "cache/record_scanner.h"
 #include "platform/host_paths.h"
 #include "platform/os.h"
@@ -14,6 +17,30 @@
 
 namespace orin {
 namespace {
+
+// Each lock object holds its own handle, so two threads of one process exclude each other just as
+// two processes do.
+TEST(CacheLock, HoldersInOneProcessExcludeEachOtherAndAStrayUnlockIsHarmless) {
+  CacheFileLock never;
+  never.Unlock();
+  std::atomic<int> inside{0}, overlaps{0}, acquired{0};
+  auto worker = [&] {
+    for (int i = 0; i < 500; ++i) {
+      CacheFileLock lock;
+      if (!lock.Lock()) continue;
+      ++acquired;
+      if (inside.fetch_add(1) != 0) ++overlaps;
+      std::this_thread::yield();
+      inside.fetch_sub(1);
+      lock.Unlock();
+    }
+  };
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 3; ++t) threads.emplace_back(worker);
+  for (std::thread& t : threads) t.join();
+  EXPECT_EQ(acquired.load(), 1500);
+  EXPECT_EQ(overlaps.load(), 0);
+}
 
 std::string WorkerPath() {
   char self[1024] = {};
@@ -33,8 +60,8 @@ TEST(CacheMultiProcess, FourWritersGiveEightThousandWholeRecords) {
 
   std::vector<platform::ProcessHandle> children;
   for (int w = 0; w < kWriters; ++w) {
-    const std::string line = "\"" + WorkerPath() + "\" \"" + cache + "\" " + std::to_string(kEach) +
-                             " " + std::to_string(w);
+    const std::string line = "\"" + WorkerPath() + "\" \"" + cache + "\" " +
+                             std::to_string(kEach) + " " + std::to_string(w);
     platform::ProcessHandle child = platform::StartProcess(line);
     ASSERT_NE(child, nullptr) << line;
     children.push_back(child);

@@ -1,0 +1,254 @@
+#include <random>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <json/value.h>
+
+#include "cache/CAnalyticsFile.h"
+#include "cache/record_format.h"
+#include "common/json_text.h"
+#include "support/TempDir.h"
+
+namespace orin {
+namespace {
+
+using namespace orin::testing;
+using Ints = std::vector<int>;
+
+std::string LengthField(std::int32_t length) {
+  std::string bytes(4, '\0');
+  record::WriteLength(bytes.data(), length);
+  return bytes;
+}
+
+// One record's bytes, built by hand so the tests see the format independently of the writer.
+std::string RawRecord(const std::string& text) {
+  CMyEncrypt cipher;
+  cipher.SetKey(record::kCacheKey, record::kCacheKeyLength);
+  std::string bytes = LengthField(static_cast<std::int32_t>(4 + text.size())) + text;
+  const auto n = static_cast<std::int32_t>(text.size());
+  cipher.Encrypt(text.data(), n, bytes.data() + 4, n);
+  return bytes;
+}
+
+std::string EventText(int n) { return "{\"l\":1,\"n\":" + std::to_string(n) + "}\n"; }
+
+// Each event's "n"; -1 for a value that is not an object.
+Ints Numbers(const Json::Value& events) {
+  Ints out;
+  for (const Json::Value& e : events) out.push_back(e.isObject() ? e["n"].asInt() : -1);
+  return out;
+}
+
+class CacheFile : public ::testing::Test {
+ protected:
+  // The loaded records' next batch of up to `count`.
+  Ints NextBatch(std::int32_t count = 1 << 20) {
+    Json::Value batch;
+    file_.ReadNextBatch(batch, count);
+    return Numbers(batch);
+  }
+  Ints TextNumbers() {
+    std::vector<std::string> texts;
+    EXPECT_TRUE(file_.ReadRecordTexts(path_.c_str(), texts));
+    Json::Value parsed;
+    file_.ParseRecords(parsed, texts);
+    return Numbers(parsed);
+  }
+  // ReadChunks' events, one list per chunk.
+  std::vector<Ints> ChunkNumbers(const std::string& path) {
+    std::vector<Json::Value*> chunks;
+    EXPECT_TRUE(file_.ReadChunks(path.c_str(), chunks));
+    std::vector<Ints> out;
+    for (Json::Value* c : chunks) {
+      out.push_back(Numbers(*c));
+      delete c;
+    }
+    return out;
+  }
+
+  TempDir dir_;
+  const std::string path_ = dir_.File("KD_OF.dat");
+  CAnalyticsFile file_;
+};
+
+TEST_F(CacheFile, AppendWritesOneLengthPrefixedScrambledRecordPerEvent) {
+  Json::Value event;
+  event["n"] = 7;
+  ASSERT_TRUE(file_.AppendEvent(path_.c_str(), event));
+  ASSERT_TRUE(file_.AppendText(path_.c_str(), "plain text"));
+  EXPECT_EQ(ReadBytes(path_), RawRecord(ToFastText(event)) + RawRecord("plain text"));
+  EXPECT_FALSE(file_.AppendEvent(dir_.File("missing/KD_OF.dat").c_str(), event));
+  EXPECT_FALSE(file_.AppendText(path_.c_str(), nullptr));
+}
+
+TEST_F(CacheFile, EveryReaderReturnsAppendedEventsInFileOrder) {
+  // About 3 chunks' worth, so the chunked readers cross chunk boundaries.
+  constexpr int kEvents = 3000;
+  std::size_t bytes = 0;
+  Ints all, inFirstChunk;
+  for (int i = 0; i < kEvents; ++i) {
+    Json::Value e;
+    e["n"] = i;
+    e["pad"] = std::string(60, 'x');
+    ASSERT_TRUE(file_.AppendEvent(path_.c_str(), e));
+    all.push_back(i);
+    bytes += RawRecord(ToFastText(e)).size();
+    if (bytes <= record::kChunkSize) inFirstChunk.push_back(i);
+  }
+  ASSERT_TRUE(file_.LoadFile(path_.c_str()));
+  EXPECT_EQ(NextBatch(), all);
+
+  // The whole-file text reader ends at the first record that straddles a chunk, by design.
+  Json::Value events;
+  ASSERT_TRUE(file_.ReadAllEvents(path_.c_str(), events));
+  EXPECT_EQ(Numbers(events), inFirstChunk);
+
+  const std::vector<Ints> chunks = ChunkNumbers(path_);
+  EXPECT_GE(chunks.size(), 3u);
+  Ints joined;
+  for (const Ints& c : chunks) joined.insert(joined.end(), c.begin(), c.end());
+  EXPECT_EQ(joined, all);
+}
+
+TEST_F(CacheFile, RecordLargerThanAChunkStopsTheChunkedReadersOnly) {
+  const std::string big = "{\"n\":0,\"big\":\"" + std::string(150000, 'b') + "\"}";
+  WriteBytes(path_, RawRecord(big) + RawRecord(EventText(1)));
+  EXPECT_TRUE(ChunkNumbers(path_).empty());
+  EXPECT_TRUE(TextNumbers().empty());
+  ASSERT_TRUE(file_.LoadFile(path_.c_str()));
+  EXPECT_EQ(NextBatch(), (Ints{0, 1}));
+}
+
+TEST_F(CacheFile, MissingAndEmptyFiles) {
+  const std::string missing = dir_.File("none.dat"), empty = dir_.File("empty.dat");
+  Json::Value out;
+  std::vector<std::string> texts;
+  EXPECT_FALSE(file_.LoadFile(missing.c_str()));
+  EXPECT_FALSE(file_.ReadAllEvents(missing.c_str(), out));
+  EXPECT_FALSE(file_.ReadRecordTexts(missing.c_str(), texts));
+  EXPECT_TRUE(ChunkNumbers(missing).empty());
+
+  WriteBytes(empty, "");
+  ASSERT_TRUE(file_.LoadFile(empty.c_str()));
+  std::int32_t count = 4;
+  EXPECT_FALSE(file_.ReadNextBatch(out, count));
+  EXPECT_EQ(count, 0);
+  EXPECT_TRUE(file_.CommitConsumed(empty.c_str()));
+  std::int64_t offset = 0;
+  EXPECT_FALSE(file_.ReadChunk(empty.c_str(), texts, offset));
+}
+
+TEST_F(CacheFile, EmptyAndUnparsableRecordsAreTakenButAddNothingAndUserGoesIntoObjects) {
+  WriteBytes(path_, RawRecord("{}") + RawRecord("not json") + RawRecord("[]") +
+                       RawRecord("{\"n\":1,\"u\":\"old\"}") + RawRecord("{\"n\":2}") +
+                       RawRecord("5"));
+  ASSERT_TRUE(file_.LoadFile(path_.c_str()));
+  Json::Value batch;
+  std::int32_t count = 3;
+  EXPECT_TRUE(file_.ReadNextBatch(batch, count));
+  EXPECT_EQ(count, 3);
+  EXPECT_TRUE(batch.isNull());
+
+  count = 10;
+  ASSERT_TRUE(file_.ReadNextBatchWithUser(batch, count, "abc"));
+  ASSERT_EQ(batch.size(), 3u);
+  EXPECT_EQ(batch[0]["u"], "abc");
+  EXPECT_EQ(batch[1]["u"], "abc");
+  EXPECT_EQ(batch[2], 5);
+}
+
+TEST_F(CacheFile, PutBackFloorsAtZeroAndCommitKeepsExactlyTheUnreadBytes) {
+  const std::string r3 = RawRecord(EventText(3)), torn = LengthField(64) + "{\"l\":";
+  WriteBytes(path_, RawRecord(EventText(1)) + RawRecord(EventText(2)) + r3 + torn);
+  ASSERT_TRUE(file_.LoadFile(path_.c_str()));
+  NextBatch(2);
+  file_.PutBack(5);
+  EXPECT_EQ(file_.readIndex(), 0);
+  EXPECT_EQ(NextBatch(2), (Ints{1, 2}));
+
+  // The torn tail lies after the unread record, so it survives the rewrite.
+  EXPECT_FALSE(file_.CommitConsumed(path_.c_str()));
+  EXPECT_EQ(ReadBytes(path_), r3 + torn);
+
+  // A new load starts over on the new image alone.
+  ASSERT_TRUE(file_.LoadFile(path_.c_str()));
+  EXPECT_EQ(NextBatch(), Ints{3});
+  EXPECT_TRUE(file_.CommitConsumed(path_.c_str()));
+  EXPECT_EQ(ReadBytes(path_), r3 + torn) << "a full delivery leaves the file to the caller";
+  EXPECT_FALSE(file_.LoadFile(dir_.File("gone.dat").c_str()));
+  EXPECT_EQ(file_.recordCount(), 0u);
+}
+
+// Whatever lies behind the damage, the delivery readers stop at it and never move backwards.
+TEST_F(CacheFile, DamageStopsEveryReaderAndKeepsWhatCameBefore) {
+  const struct {
+    const char* name;
+    std::string bytes;  // placed between a good record 1 and a good record 2
+    Ints texts;         // what ReadRecordTexts returns
+  } cases[] = {
+      // A zero length skips 8 bytes in the whole-file text reader, so record 2 is still found.
+      {"zero length", LengthField(0) + "pad!", {1, 2}},
+      {"negative length", LengthField(-8) + "xxxx", {1}},
+      {"huge length", LengthField(0x7FFFFFF0), {1}},
+      {"length shorter than its field", LengthField(2) + "zz", {1}},
+      {"torn length field", std::string("\x10\x00", 2), {1}},
+      {"torn tail", LengthField(200) + "{\"l\":", {1}},
+  };
+  const std::string good1 = RawRecord(EventText(1));
+  for (const auto& d : cases) {
+    SCOPED_TRACE(d.name);
+    const std::string bytes = good1 + d.bytes + RawRecord(EventText(2));
+    WriteBytes(path_, bytes);
+    ASSERT_TRUE(file_.LoadFile(path_.c_str()));
+    EXPECT_EQ(NextBatch(), Ints{1});
+    EXPECT_EQ(TextNumbers(), d.texts);
+    EXPECT_EQ(ChunkNumbers(path_), std::vector<Ints>{{1}});
+
+    std::vector<std::string> texts;
+    std::int64_t offset = 0;
+    for (int call = 0; call < 2; ++call) {
+      ASSERT_TRUE(file_.ReadChunk(path_.c_str(), texts, offset));
+      EXPECT_EQ(offset, static_cast<std::int64_t>(good1.size()));
+    }
+    EXPECT_EQ(texts.size(), 1u);
+
+    // Nothing after the damage is lost when the delivery is handed back.
+    file_.PutBack(1);
+    EXPECT_FALSE(file_.CommitConsumed(path_.c_str()));
+    EXPECT_EQ(ReadBytes(path_), bytes);
+  }
+}
+
+// Random content: readers must stay inside their buffers (ASan watches) and the rewrite after a
+// partial delivery is always an exact suffix of what was there.
+TEST_F(CacheFile, RandomBytesNeverBreakTheReadersOrTheRewrite) {
+  std::mt19937 rng(20261123);
+  for (int round = 0; round < 300; ++round) {
+    std::string bytes;
+    for (int p = static_cast<int>(rng() % 6); p > 0; --p) {
+      switch (rng() % 3) {
+        case 0: bytes += RawRecord(EventText(p)); break;
+        case 1: bytes += LengthField(static_cast<std::int32_t>(rng() % 64)); break;
+        default:
+          for (std::size_t n = rng() % 40; n > 0; --n) bytes += static_cast<char>(rng());
+      }
+    }
+    WriteBytes(path_, bytes);
+    Json::Value all;
+    ASSERT_TRUE(file_.ReadAllEvents(path_.c_str(), all));
+    ChunkNumbers(path_);
+
+    ASSERT_TRUE(file_.LoadFile(path_.c_str()));
+    NextBatch(1);
+    if (!file_.CommitConsumed(path_.c_str())) {
+      const std::string left = ReadBytes(path_);
+      ASSERT_LE(left.size(), bytes.size());
+      EXPECT_EQ(bytes.substr(bytes.size() - left.size()), left) << "round " << round;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace orin
