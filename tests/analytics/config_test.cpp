@@ -1,17 +1,23 @@
-// The engine's configuration files: OrAnacfg.ini, BackupRecovery.ini and other.ini beside the
-// program, usercfg.ini in the shared data folder, and the set-up operations that use them.
+// The engine's files and its helper: OrAnacfg.ini, BackupRecovery.ini and other.ini beside the
+// program, usercfg.ini in the shared data folder, the helper as it really starts (the stand-in
+// "orinhlp.exe" beside the program) and the cache file maintenance around it.
+#include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <thread>
 
 #include "analytics/endpoints.h"
+#include "cache/CacheFileLock.h"
 #include "engine_test_util.h"
-#include "platform/files.h"
 #include "platform/profile.h"
 
 namespace orin {
 namespace {
 
-using testing::EnginePtr;
+using testing::ReadBytes;
+using HelperTest = testing::EngineTest;
 
 const std::string kSep(1, platform::kPathSep);
 std::string Beside(const char* name) { return testing::ProgramFolder() + name; }
@@ -21,154 +27,214 @@ std::string ReadIni(const std::string& path, const char* section, const char* ke
   platform::ReadProfileString(section, key, "<absent>", buffer, sizeof buffer, path.c_str());
   return buffer;
 }
+std::string Recorded(const char* key) { return ReadIni(Beside("OrAnacfg.ini"), "Analyze", key); }
 void WriteIni(const std::string& path, const char* section, const char* key, const char* value) {
   platform::WriteProfileString(section, key, value, path.c_str());
 }
 
+// The stand-in's log, once it holds `count` runs: a line per run, its arguments tab-separated.
+std::string Runs(std::size_t count = 0) {
+  std::string log;
+  testing::WaitUntil([&] {
+    log = ReadBytes(Beside("orinhlp.log"));
+    return static_cast<std::size_t>(std::count(log.begin(), log.end(), '\n')) >= count;
+  });
+  return log;
+}
+// How long the stand-in sleeps before it logs.
+void DelayHelper(unsigned ms) { std::ofstream(Beside("orinhlp.ctl")) << ms; }
+
 class ConfigTest : public testing::EngineTest {
  protected:
-  // The engine never creates "QuillBR" itself, so the test does. On POSIX the shared data folder
-  // comes from ORIN_COMMON_APPDATA, which ctest points into the build tree.
-  std::string SharedFolder() {
-    char appData[260] = {};
-    platform::CommonAppDataFolder(appData, sizeof appData);
-    return appData + kSep + "QuillBR";
-  }
+  // The engine never creates "QuillBR" itself. On POSIX the shared data folder comes from
+  // ORIN_COMMON_APPDATA, which ctest points into the build tree.
   void SetUp() override {
     EngineTest::SetUp();
     if (!platform::kIsWindows && std::getenv("ORIN_COMMON_APPDATA") == nullptr) {
       GTEST_SKIP() << "run through ctest, which sets ORIN_COMMON_APPDATA";
     }
-    std::filesystem::create_directories(SharedFolder());
-    std::filesystem::remove(SharedFolder() + kSep + "usercfg.ini");
+    char appData[260] = {};
+    platform::CommonAppDataFolder(appData, sizeof appData);
+    std::filesystem::create_directories(appData + kSep + "QuillBR");
+    userConfig = appData + kSep + "QuillBR" + kSep + "usercfg.ini";
+    std::filesystem::remove(userConfig);
   }
-  void TearDown() override {
-    std::error_code ec;
-    std::filesystem::remove(SharedFolder() + kSep + "usercfg.ini", ec);
-    EngineTest::TearDown();
-  }
+  std::string userConfig;
 };
 
 TEST_F(ConfigTest, SwitchValuePicksTheHostInverted) {
-  const std::pair<const char*, bool> cases[] = {{"1", false}, {"0", true},   {"2", true},
-                                                {"x", true},  {"", false},   {nullptr, false},
-                                                {"00", false}, {"10", false}, {"on", false}};
+  const std::pair<const char*, bool> cases[] = {{"1", false},  {"0", true}, {"2", true},
+                                                {"x", true},   {"", false}, {nullptr, false},
+                                                {"00", false}, {"10", false}};
   CQuillAnalyze e;
-  EXPECT_EQ(std::string(e.GetConfigIniPath()), Beside("OrAnacfg.ini"));
-  EXPECT_EQ(std::string(CQuillAnalyze::GetBackupRecoveryIniPath()), Beside("BackupRecovery.ini"));
   for (const auto& c : cases) {
     SCOPED_TRACE(c.first ? c.first : "(absent)");
     std::remove(Beside("BackupRecovery.ini").c_str());
     if (c.first) WriteIni(Beside("BackupRecovery.ini"), "EventTap", "switch", c.first);
-    EXPECT_EQ(e.IsSecondaryEndpoint(), c.second);
     EXPECT_FALSE(e.LoadEndpoints());  // no cache path
     const std::string host = c.second ? kSecondaryCollectHost : kPrimaryCollectHost;
     EXPECT_EQ(e.collectAddress(), "https://" + host + "/api/v2/soft/collect");
-    EXPECT_EQ(e.resAddress(), e.collectAddress());
     EXPECT_EQ(e.vidHost() + e.vidPath(), host + "/api/v2/soft/vid");
-    EXPECT_TRUE(e.isVidSecure());
   }
 }
 
 TEST_F(ConfigTest, OnlyExperienceValueOneOrAbsentMeansOn) {
-  auto on = MakeInitialized();
+  const std::string other = Beside("other.ini");
+  WriteIni(other, "UserExperience", "ExperienceValue", "0");
+  EXPECT_FALSE(CQuillAnalyze().Initialize(dir.File("c.dat"), "https://c/x", false, false, nullptr));
+  EXPECT_FALSE(testing::Exists(Beside("OrAnacfg.ini")));
+  auto on = MakeInitialized();  // the id-file form does not ask
   for (const char* value : {"2", "0", "<absent>", "1"}) {
-    std::remove(Beside("other.ini").c_str());
-    if (value[0] != '<') WriteIni(Beside("other.ini"), "UserExperience", "ExperienceValue", value);
-    EXPECT_EQ(CQuillAnalyze().IsUserExperienceOn(), value[0] != '0' && value[0] != '2') << value;
-    // Turns an engine off, never on.
-    on->ApplyUserExperience();
+    std::remove(other.c_str());
+    if (value[0] != '<') WriteIni(other, "UserExperience", "ExperienceValue", value);
+    EXPECT_EQ(CQuillAnalyze().IsUserExperienceOn(), value[0] == '<' || value[0] == '1') << value;
+    on->ApplyUserExperience();  // turns an engine off, never on
   }
   EXPECT_FALSE(on->isInitialized());
-  EXPECT_FALSE(on->PostEvent(0));
-  // Off: Initialize refuses and touches no other file.
-  std::remove(Beside("OrAnacfg.ini").c_str());
-  WriteIni(Beside("other.ini"), "UserExperience", "ExperienceValue", "0");
-  EnginePtr<> e(new CQuillAnalyze);
-  EXPECT_FALSE(e->Initialize(dir.File("c.dat"), "https://c/x", false, false, nullptr));
-  EXPECT_EQ(platform::QueryPath(Beside("OrAnacfg.ini").c_str()), platform::PathStatus::kNotFound);
 }
 
 TEST(ParseVidUrl, SplitsHostAndPathOrChangesNothing) {
-  const struct {
-    const char *url, *hostAndPath;
-    bool secure;
-  } cases[] = {
-      {"https://vid.example/a/b", "vid.example /a/b", true}, {"http://h:8080/x/y", "h:8080 /x/y", false},
-      {"https://vid.example", "old /old", false},           {"http://h", "old /old", false},
-      {"ftp://h/x", "old /old", false},                     {"see https://h/p?q", "h /p?q", true},
-      {"http://a/b https://c/d", "c /d", true},
-  };
+  const std::pair<const char*, const char*> cases[] = {  // url, then "host path secure"
+      {"https://v.example/a/b", "v.example /a/b 1"}, {"http://h:8080/x/y", "h:8080 /x/y 0"},
+      {"https://v.example", "old /old 0"},         {"ftp://h/x", "old /old 0"},
+      {"see https://h/p?q", "h /p?q 1"},             {"http://a/b https://c/d", "c /d 1"}};
   for (const auto& c : cases) {
     CQuillAnalyze e;
     e.ParseVidUrl("https://old/old");
-    e.ParseVidUrl(c.url);
-    EXPECT_EQ(e.vidHost() + " " + e.vidPath(), c.hostAndPath) << c.url;
-    EXPECT_EQ(e.isVidSecure(), c.secure) << c.url;
+    e.ParseVidUrl(c.first);
+    EXPECT_EQ(e.vidHost() + " " + e.vidPath() + " " + std::to_string(e.isVidSecure()), c.second);
   }
 }
 
 TEST_F(ConfigTest, FirstStartPlacesUserConfigInTheSharedFolderAndRecordsIt) {
-  const std::string ini = Beside("OrAnacfg.ini"), userConfig = SharedFolder() + kSep + "usercfg.ini";
-  EnginePtr<> none(new CQuillAnalyze);
-  EXPECT_FALSE(none->Initialize("", "", false, false, nullptr));  // no cache path anywhere
-
-  EnginePtr<> e(new CQuillAnalyze);
-  ASSERT_TRUE(e->Initialize(dir.File("c.dat"), "https://c/x", true, false, "src"));
-  EXPECT_TRUE(e->isFirstRun());
-  EXPECT_EQ(std::string(e->GetUserConfigPath()), userConfig);
-  EXPECT_EQ(ReadIni(ini, "Analyze", "usercfg"), userConfig);
-  EXPECT_EQ(ReadIni(ini, "Analyze", "Cache"), dir.File("c.dat"));
-  // The address read with its default already fills the member, so the argument is not used.
-  EXPECT_EQ(ReadIni(ini, "Analyze", "Address"),
-            std::string("https://") + kPrimaryCollectHost + "/api/v2/soft/collect");
+  EXPECT_FALSE(CQuillAnalyze().Initialize("", "", false, false, nullptr));  // no cache anywhere
+  CQuillAnalyze e;
+  ASSERT_TRUE(e.Initialize(dir.File("c.dat"), "https://c/x", true, false, "src"));
+  EXPECT_EQ(std::string(e.GetUserConfigPath()), userConfig);
+  EXPECT_EQ(Recorded("usercfg") + " " + Recorded("Cache"), userConfig + " " + dir.File("c.dat"));
   const std::string id = ReadIni(userConfig, "User", "DevID");
   EXPECT_EQ(id.size(), 43u);
-  EXPECT_EQ(e->deviceId(), id);
-  EXPECT_EQ(e->commonProperties().at("u").text, id);
-  EXPECT_EQ(e->commonDetails().at("xid").text, "src");
+  EXPECT_EQ(e.commonProperties().at("u").text, id);
+  EXPECT_EQ(e.commonDetails().at("xid").text, "src");
 
-  // The recorded paths win over the arguments, and the file is not rewritten.
-  const std::string before = testing::ReadBytes(ini);
-  EnginePtr<> again(new CQuillAnalyze);
-  ASSERT_TRUE(again->Initialize(dir.File("other.dat"), "https://other/x", false, false, ""));
-  EXPECT_EQ(again->cachePath(), dir.File("c.dat"));
-  EXPECT_EQ(again->deviceId(), id);
-  EXPECT_TRUE(again->commonDetails().empty());
-  EXPECT_EQ(testing::ReadBytes(ini), before);
+  // What is recorded wins over the arguments, and the file is not rewritten.
+  const std::string before = testing::ReadBytes(Beside("OrAnacfg.ini"));
+  CQuillAnalyze again;
+  ASSERT_TRUE(again.Initialize(dir.File("other.dat"), "https://other/x", false, false, ""));
+  EXPECT_EQ(again.cachePath() + " " + again.collectAddress(),
+            dir.File("c.dat") + " " + Recorded("Address"));
+  EXPECT_EQ(testing::ReadBytes(Beside("OrAnacfg.ini")), before);
 }
 
 TEST_F(ConfigTest, UnderAHostUserConfigIsNotRecordedAndItsIdOnlyGoesIntoEvents) {
-  const std::string folder = SharedFolder();
-  EnginePtr<> e(new CQuillAnalyze);
-  e->SetRootPrefix("R:");
-  // Nothing stored at the prefixed place, and the host path makes no id.
-  EXPECT_FALSE(e->Initialize(dir.File("c.dat"), "https://c/x", false, true, nullptr));
-  EXPECT_EQ(std::string(e->GetUserConfigPath()), "R:" + folder.substr(2) + kSep + "usercfg.ini");
-  EXPECT_EQ(ReadIni(Beside("OrAnacfg.ini"), "Analyze", "usercfg"), "<absent>");
+  CQuillAnalyze e;
+  e.SetRootPrefix("R:");
+  // Nothing stored at the prefixed place, and under a host no id is made.
+  EXPECT_FALSE(e.Initialize(dir.File("c.dat"), "https://c/x", false, true, nullptr));
+  EXPECT_EQ(std::string(e.GetUserConfigPath()), "R:" + userConfig.substr(2));
 
-  WriteIni(folder + kSep + "usercfg.ini", "User", "DevID", "dev_id_host");
-  EnginePtr<> hosted(new CQuillAnalyze);
-  hosted->SetRootPrefix(folder.substr(0, 2));  // so the place is the shared folder itself
-  ASSERT_TRUE(hosted->Initialize(dir.File("c.dat"), "https://c/x", false, true, nullptr));
-  EXPECT_EQ(hosted->deviceId(), "");
-  EXPECT_EQ(hosted->commonProperties().at("u").text, "dev_id_host");
-  EXPECT_EQ(ReadIni(Beside("OrAnacfg.ini"), "Analyze", "usercfg"), "<absent>");
+  WriteIni(userConfig, "User", "DevID", "dev_id_host");
+  CQuillAnalyze hosted;
+  hosted.SetRootPrefix(userConfig.substr(0, 2));  // so the place is the shared folder itself
+  ASSERT_TRUE(hosted.Initialize(dir.File("c.dat"), "https://c/x", false, true, nullptr));
+  EXPECT_EQ(hosted.deviceId(), "");
+  EXPECT_EQ(hosted.commonProperties().at("u").text, "dev_id_host");
+  EXPECT_EQ(Recorded("usercfg"), "<absent>");
 }
 
 TEST_F(ConfigTest, SetCacheAndAddressAndInitializeWithIdFileWriteOnlyWhatIsGiven) {
-  const std::string ini = Beside("OrAnacfg.ini");
-  EnginePtr<> e(new CQuillAnalyze);
-  EXPECT_TRUE(e->SetCacheAndAddress("", "https://c/x"));
-  EXPECT_EQ(ReadIni(ini, "Analyze", "Cache") + " " + ReadIni(ini, "Analyze", "Address"),
-            "<absent> https://c/x");
-  ASSERT_TRUE(e->InitializeWithIdFile(dir.File("c.dat"), dir.File("id.ini"), "", "xid1"));
-  EXPECT_EQ(ReadIni(ini, "Analyze", "Cache") + " " + ReadIni(ini, "Analyze", "Address"),
-            dir.File("c.dat") + " https://c/x");
-  EXPECT_EQ(e->collectAddress(), "");  // stored even when empty
-  EXPECT_EQ(e->commonProperties().at("u").text, ReadIni(dir.File("id.ini"), "User", "DevID"));
-  EXPECT_EQ(e->commonDetails().at("xid").text, "xid1");
-  EXPECT_EQ(std::string(e->GetUserConfigPath()), "");  // usercfg.ini is not consulted
+  CQuillAnalyze e;
+  EXPECT_TRUE(e.SetCacheAndAddress("", "https://c/x"));
+  EXPECT_EQ(Recorded("Cache") + " " + Recorded("Address"), "<absent> https://c/x");
+  ASSERT_TRUE(e.InitializeWithIdFile(dir.File("c.dat"), dir.File("id.ini"), "", "xid1"));
+  EXPECT_EQ(Recorded("Cache") + " " + Recorded("Address"), dir.File("c.dat") + " https://c/x");
+  EXPECT_EQ(e.commonProperties().at("u").text, ReadIni(dir.File("id.ini"), "User", "DevID"));
+  EXPECT_EQ(e.commonDetails().at("xid").text, "xid1");
+  EXPECT_EQ(std::string(e.GetUserConfigPath()), "");  // usercfg.ini is not consulted
+}
+
+class HelperPathEngine : public CQuillAnalyze {
+ public:
+  const char* GetHelperPath() override { return path; }
+  const char* path = nullptr;
+};
+
+TEST_F(HelperTest, CommandLinesAsTheHelperReceivesThemAndRefusedLaunchesStartNothing) {
+  auto e = MakeInitialized();
+  Json::Value events(Json::arrayValue);
+  e->SetSendEnabled(false);
+  EXPECT_FALSE(e->LaunchCacheSubmit() || e->LaunchCacheUpdate());
+  e->SetSendEnabled(true);
+  const Json::Value tooLong(std::string(1100, 'x'));
+  EXPECT_FALSE(e->LaunchSubmit(tooLong, false) || CQuillAnalyze().LaunchCacheSubmit());
+  auto noPath = MakeInitialized<HelperPathEngine>();
+  EXPECT_FALSE(noPath->LaunchCacheSubmit() || noPath->LaunchSubmit(events, true));
+  noPath->path = "no such folder/orinhlp.exe";
+  EXPECT_FALSE(noPath->LaunchCacheUpdate());
+
+  // Only the runs below reach the log.
+  EXPECT_TRUE(e->LaunchCacheSubmit());
+  Runs(1);
+  EXPECT_TRUE(e->LaunchCacheUpdate());
+  Runs(2);
+  events.append("a");
+  e->SetSendEnabled(false);  // a submit does not look at it
+  EXPECT_TRUE(e->LaunchSubmit(events, false));
+  const std::string helper = e->GetHelperPath();
+  EXPECT_EQ(Runs(3), helper + "\t-submit_cache\n" + helper + "\t-update_cache\n" + helper +
+                                "\t-submit\t[\"a\"]\n");
+}
+
+TEST(EscapeQuotes, StopsAtTheLineFeedEscapesQuotesAndRefusesWhatCannotFit) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"{\"a\":\"b\"}\nlater", "{\\\"a\\\":\\\"b\\\"}"},
+      {"back\\slash\ttab\rcr", "back\\slash\ttab\rcr"},
+      {std::string(1021, 'a') + "\"", std::string(1021, 'a') + "\\\""},  // exactly 1023
+      {std::string(1022, 'a') + "\"", ""},
+  };
+  for (const auto& c : cases) {
+    std::string text = c.first;
+    CQuillAnalyze().EscapeQuotes(text);
+    EXPECT_EQ(text, c.second) << "input of " << c.first.size() << " characters";
+  }
+}
+
+// The slow helper must outlast the launcher's 20 s wait, which makes this the suite's long test.
+TEST_F(HelperTest, SubmitWaitsForAQuickHelperButGivesUpOnASlowOneAndLeavesItRunning) {
+  auto e = MakeInitialized();
+  const std::string run = std::string(e->GetHelperPath()) + "\t-submit\t[]\n";
+  DelayHelper(1000);
+  EXPECT_TRUE(e->LaunchSubmit(Json::Value(Json::arrayValue), true));
+  EXPECT_EQ(Runs(), run);
+  DelayHelper(32000);
+  EXPECT_TRUE(e->LaunchSubmit(Json::Value(Json::arrayValue), true));
+  EXPECT_EQ(Runs(), run);
+  EXPECT_EQ(Runs(2), run + run);
+}
+
+TEST_F(HelperTest, CacheAppendWaitsForTheLockAndBackupReplacesTheOldOneAndStartsTheUpdate) {
+  auto e = MakeInitialized();
+  CacheFileLock lock;
+  ASSERT_TRUE(lock.Lock());
+  std::atomic<bool> done{false};
+  std::thread writer([&] { done = e->AppendTextToCache("first"); });
+  platform::SleepMs(500);
+  EXPECT_FALSE(done);
+  lock.Unlock();
+  writer.join();
+  EXPECT_TRUE(done && e->AppendTextToCache("\"second\"\n"));
+  EXPECT_EQ(ReadBytes(cachePath()), "first\"second\"\n");  // written unchanged
+
+  const std::string backup = cachePath() + "-bak";
+  const std::string update = std::string(e->GetHelperPath()) + "\t-update_cache\n";
+  testing::WriteBytes(backup, "old");
+  e->BackupCacheFile();
+  EXPECT_EQ(ReadBytes(backup), "first\"second\"\n");
+  EXPECT_FALSE(testing::Exists(cachePath()));
+  EXPECT_EQ(Runs(1), update);
+  e->BackupCacheFile();  // no cache file: the backup stays, the helper still starts
+  EXPECT_EQ(ReadBytes(backup), "first\"second\"\n");
+  EXPECT_EQ(Runs(2), update + update);
 }
 
 }  // namespace

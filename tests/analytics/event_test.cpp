@@ -1,143 +1,176 @@
-// Building events: the setters, the merge into a record, the time stamp, and the JSON text.
+// Events: the setters, the merge into a record, the time stamp and the JSON text; then where they
+// go: ReportNow on the caller's thread, PostEvent through the queue and the worker.
 #include <ctime>
-#include <limits>
 
+#include "analytics/worker_gate.h"
 #include "engine_test_util.h"
 
 namespace orin {
 namespace {
 
-using testing::EnginePtr;
+using testing::RecordingEngine;
+using Names = std::vector<std::string>;
+using DispatchTest = testing::EngineTest;
 
-TEST(EventJson, NumbersKeepTheirLow32BitsSigned) {
-  const std::pair<std::int64_t, std::int32_t> cases[] = {
-      {4294967301LL, 5}, {2147483648LL, std::numeric_limits<std::int32_t>::min()},
-      {-1, -1}, {-4294967296LL, 0}, {std::numeric_limits<std::int64_t>::min(), 0}, {0x1FFFFFFFFLL, -1}};
-  for (const auto& c : cases) {
-    for (std::int32_t kind : {kPropertyInt, kPropertyInt64}) {
-      EventRecord r;
-      r.properties["x"] = r.details["y"] = {kind, c.first, ""};
-      const Json::Value json = BuildEventJson(r);
-      EXPECT_TRUE(json["x"].isInt());
-      EXPECT_EQ(json["x"].asInt(), c.second) << c.first;
-      EXPECT_EQ(json["p"]["y"].asInt(), c.second) << c.first;
-    }
-  }
-}
+// Only shows that something did NOT happen: a slow machine weakens such a check, never breaks it.
+constexpr std::uint32_t kSeveralWorkerPassesMs = 1600;
 
-TEST(EventJson, KindsNamesAndTheDetailsObject) {
+TEST(EventJson, MembersInByteOrderWithNumbersCutToTheirLow32BitsSigned) {
   EventRecord r;
   r.l = -1;
-  // Members in byte order; text ignores the number; an unknown kind writes nothing; no "p".
-  r.properties = {{"b", {kPropertyText, 7, "seven"}}, {"c", {9, 7, "x"}}, {"Z", {kPropertyInt, 1, ""}}};
-  EXPECT_EQ(ToFastText(BuildEventJson(r)), "{\"Z\":1,\"b\":\"seven\",\"l\":-1,\"n\":0}\n");
+  // Text ignores the number, an unknown kind writes nothing, and without details there is no "p".
+  r.properties = {{"Z", {kPropertyInt, 4294967301LL, ""}}, {"b", {kPropertyText, 7, "seven"}},
+                  {"c", {9, 7, "x"}}, {"d", {kPropertyInt64, 2147483648LL, ""}},
+                  {"e", {kPropertyInt64, -4294967296LL, ""}}};
+  EXPECT_EQ(ToFastText(BuildEventJson(r)),
+            "{\"Z\":5,\"b\":\"seven\",\"d\":-2147483648,\"e\":0,\"l\":-1,\"n\":0}\n");
   // Properties named "l", "n" or "p" overwrite what was written under that name; details win "p".
-  r.properties = {{"l", {kPropertyText, 0, "ell"}},
-                  {"n", {kPropertyInt, 99, ""}},
+  r.properties = {{"l", {kPropertyText, 0, "ell"}}, {"n", {kPropertyInt, 99, ""}},
                   {"p", {kPropertyText, 0, "q"}}};
   EXPECT_EQ(ToFastText(BuildEventJson(r)), "{\"l\":\"ell\",\"n\":99,\"p\":\"q\"}\n");
-  r.details["k"] = {kPropertyInt, 1, ""};
-  EXPECT_EQ(ToFastText(BuildEventJson(r)), "{\"l\":\"ell\",\"n\":99,\"p\":{\"k\":1}}\n");
-}
-
-// "key:kind:number:text" for every entry, in key order.
-std::string Dump(const PropertyMap& map) {
-  std::string out;
-  for (const auto& e : map) {
-    out += e.first + ":" + std::to_string(e.second.kind) + ":" + std::to_string(e.second.number) +
-           ":" + e.second.text + " ";
-  }
-  return out;
+  r.details["k"] = {kPropertyInt64, 4294967301LL, ""};
+  EXPECT_EQ(ToFastText(BuildEventJson(r)), "{\"l\":\"ell\",\"n\":99,\"p\":{\"k\":5}}\n");
 }
 
 TEST(Intake, EverySetterWritesItsMapWithItsKind) {
   const std::int64_t big = 4294967301LL;
   CQuillAnalyze e;
-  e.SetCommonString("s", "v");
-  e.SetCommonInt64("l", big);
-  e.SetCommonInt("i", -3);
-  e.SetEventString("s", "v");
-  e.SetEventInt64("l", big);
-  e.SetEventInt("i", -3);
-  e.SetCommonDetailString("s", "v");
-  e.SetCommonDetailInt64("l", big);
-  e.SetCommonDetailInt("i", -3);  // kind 1, not 0
-  e.SetEventDetailString("s", "v");
-  e.SetEventDetailInt64("l", big);
+  e.SetCommonString("s", "v"); e.SetCommonInt64("l", big); e.SetCommonInt("i", -3);
+  e.SetEventString("s", "v"); e.SetEventInt64("l", big); e.SetEventInt("i", -3);
+  e.SetCommonDetailString("s", "v"); e.SetCommonDetailInt64("l", big);
+  e.SetCommonDetailInt("i", -3);
+  e.SetEventDetailString("s", "v"); e.SetEventDetailInt64("l", big);
   e.SetEventDetailInt("i", -3);
-  EXPECT_EQ(Dump(e.commonProperties()), "i:0:-3: l:1:4294967301: s:2:0:v ");
-  EXPECT_EQ(Dump(e.eventProperties()), "i:0:-3: l:1:4294967301: s:2:0:v ");
-  EXPECT_EQ(Dump(e.commonDetails()), "i:1:-3: l:1:4294967301: s:2:0:v ");
-  EXPECT_EQ(Dump(e.eventDetails()), "i:0:-3: l:1:4294967301: s:2:0:v ");
-  e.SetEventString("i", "x");  // same key, other kind: replaced
-  EXPECT_EQ(Dump(e.eventProperties()), "i:2:0:x l:1:4294967301: s:2:0:v ");
-}
-
-TEST(Intake, IndexFormsUseTheShortKeyTableAndIgnoreOtherIndexes) {
-  CQuillAnalyze e;
-  for (std::int32_t i = -1; i <= 16; ++i) e.SetEventIntAt(i, i);
-  e.SetCommonStringAt(2, "os");
-  e.SetCommonInt64At(9, 1);
-  e.SetCommonIntAt(16, 1);
-  std::string keys;
-  for (const auto& entry : e.eventProperties()) {
-    keys += entry.first + "=" + std::to_string(entry.second.number) + " ";
+  for (const PropertyMap* map :
+       {&e.commonProperties(), &e.eventProperties(), &e.commonDetails(), &e.eventDetails()}) {
+    std::string dump;  // key:kind:number:text, in key order
+    for (const auto& p : *map) {
+      dump += p.first + ":" + std::to_string(p.second.kind) + ":" +
+              std::to_string(p.second.number) + ":" + p.second.text + " ";
+    }
+    const std::string kind = map == &e.commonDetails() ? "1" : "0";  // that setter stores kind 1
+    EXPECT_EQ(dump, "i:" + kind + ":-3: l:1:4294967301: s:2:0:v ");
   }
-  EXPECT_EQ(keys, "c=11 i=8 id=9 l=12 la=7 m=0 n=13 o=2 p=15 r=10 re=4 s=6 t=14 u=1 v=5 w=3 ");
-  EXPECT_EQ(e.commonProperties().size(), 2u);
-  EXPECT_EQ(e.commonProperties().at("o").text, "os");
-  EXPECT_EQ(e.commonProperties().at("id").kind, kPropertyInt64);
 }
 
-TEST(Intake, CollectEventLetsEventValuesWinAndClearsOnlyThePendingEvent) {
+// The index forms must reach the key forms through the virtual table.
+class KeyFormSpy : public CQuillAnalyze {
+ public:
+  void SetEventInt(std::string key, std::int32_t value) override {
+    seen += key + " ";
+    CQuillAnalyze::SetEventInt(key, value);
+  }
+  std::string seen;
+};
+
+TEST(Intake, IndexFormsUseTheShortKeyTableThroughTheVirtualTable) {
+  KeyFormSpy e;
+  for (std::int32_t i = -1; i <= 16; ++i) e.SetEventIntAt(i, i);  // -1 and 16 name no key
+  EXPECT_EQ(e.seen, "m u o w re v s la i id r c l n t p ");
+  EXPECT_EQ(e.eventProperties().at("la").number, 7);
+}
+
+TEST(Intake, EventValuesWinAndOnlySetEventIdsStampsTheTimeWhenAbsent) {
   CQuillAnalyze e;
   e.SetCommonString("k", "common");
   e.SetCommonDetailInt("cd", -1);
   e.SetCommonDetailString("d", "common");
   e.SetEventString("k", "event");
   e.SetEventDetailInt("d", 2);
+  const std::int64_t before = std::time(nullptr);
   e.SetEventIds(4, 5);
+  const std::int64_t stamp = e.eventProperties().at("t").number;
+  EXPECT_TRUE(stamp >= before && stamp <= std::time(nullptr));
+  e.SetEventInt("t", 3);
+  e.SetEventIds(4, 5);  // an existing stamp stays
   EventRecord r;
   e.CollectEvent(r);
-  EXPECT_EQ(r.l * 10 + r.n, 45);
-  EXPECT_EQ(Dump(r.properties), "k:2:0:event t:0:" + std::to_string(r.properties.at("t").number) + ": ");
-  EXPECT_EQ(Dump(r.details), "cd:1:-1: d:0:2: ");
-  EXPECT_TRUE(e.eventProperties().empty() && e.eventDetails().empty());
-  EXPECT_EQ(e.pendingL() + e.pendingN(), 0);
-  EventRecord next;  // no SetEventIds: no "t"; the common values come back
+  EXPECT_EQ(ToFastText(BuildEventJson(r)),
+            "{\"k\":\"event\",\"l\":4,\"n\":5,\"p\":{\"cd\":-1,\"d\":2},\"t\":3}\n");
+  EventRecord next;  // only the common values remain, and without SetEventIds there is no "t"
   e.CollectEvent(next);
   EXPECT_EQ(ToFastText(BuildEventJson(next)),
             "{\"k\":\"common\",\"l\":0,\"n\":0,\"p\":{\"cd\":-1,\"d\":\"common\"}}\n");
 }
 
-TEST(Intake, SetEventIdsStampsTheTimeOnlyWhenAbsent) {
-  CQuillAnalyze e;
-  const std::int64_t before = std::time(nullptr);
-  e.SetEventIds(7, 8);
-  const std::int64_t stamped = e.eventProperties().at("t").number;
-  EXPECT_EQ(e.eventProperties().at("t").kind, kPropertyInt);
-  EXPECT_TRUE(stamped >= before && stamped <= std::time(nullptr));
-  e.SetEventInt("t", 5);
-  e.SetEventIds(7, 8);
-  EXPECT_EQ(e.eventProperties().at("t").number, 5);
+TEST_F(DispatchTest, ReportNowAndTheWorkerFollowTheDispatchTable) {
+  const struct {
+    std::int32_t dispatch;  // for ReportNow: 0 is cacheOnly true, 1 is false
+    bool forceCache, sendEnabled;
+    Names calls;
+  } cases[] = {
+      {0, false, true, {"store"}},  {1, false, true, {"submit"}},
+      {2, false, true, {"store", "submit_cache"}}, {-1, false, true, {"store", "submit_cache"}},
+      {7, false, true, {"store", "submit_cache"}}, {1, true, true, {"store"}},
+      {2, true, true, {"store"}},   {1, false, false, {"store"}}, {2, false, false, {"store"}},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(::testing::Message() << c.dispatch << c.forceCache << c.sendEnabled);
+    auto e = MakeInitialized<RecordingEngine>();
+    e->SetCommonString("m", "app");  // opens the worker's gate
+    e->SetForceCache(c.forceCache);
+    e->SetSendEnabled(c.sendEnabled);
+    if (c.dispatch == 0 || c.dispatch == 1) {
+      // A send returns false even though the helper was launched; ReportNow waits for it.
+      const bool sends = c.calls[0] == "submit";
+      EXPECT_EQ(e->ReportNow(c.dispatch == 0), !sends);
+      EXPECT_EQ(e->calls(), sends ? Names{"submit wait"} : c.calls);
+    }
+    const std::size_t before = e->calls().size();
+    ASSERT_TRUE(e->PostEvent(c.dispatch));
+    ASSERT_TRUE(testing::WaitUntil([&] { return e->calls(before).size() >= c.calls.size(); }));
+    e->StopWorker();
+    EXPECT_EQ(e->calls(before), c.calls);  // the worker never waits
+  }
+  // A cache that cannot be written makes ReportNow(true) false.
+  auto e = MakeInitialized<RecordingEngine>();
+  e->SetCacheAndAddress(dir.File("none") + platform::kPathSep + "c.dat", "");
+  EXPECT_FALSE(e->ReportNow(true));
 }
 
-// The index forms and the time stamp reach the key forms through the virtual table.
-class KeyFormSpy : public CQuillAnalyze {
- public:
-  void SetEventInt(std::string key, std::int32_t value) override {
-    seen += key + " ";
-    CQuillAnalyze::SetEventInt(key, value + 1);
+TEST_F(DispatchTest, WorkerWaitsWhileUIsTheFirstCommonKeyAndStopsForGood) {
+  const std::pair<Names, bool> cases[] = {{{}, true},     {{"u", "w"}, true}, {{"m", "u"}, false},
+                                          {{"w"}, false}, {{"U", "u"}, false}};
+  for (const auto& c : cases) {  // whether the gate holds for these common keys
+    PropertyMap map;
+    for (const std::string& key : c.first) map[key];
+    EXPECT_EQ(WorkerGateHolds(map), c.second) << c.first.size() << " keys";
   }
-  std::string seen;
-};
 
-TEST(Intake, DerivedEngineSeesEveryRoutedCall) {
-  EnginePtr<KeyFormSpy> e(new KeyFormSpy);
-  e->SetEventIntAt(3, 41);
-  e->SetEventIds(1, 2);
-  EXPECT_EQ(e->seen, "w t ");
-  EXPECT_EQ(e->eventProperties().at("w").number, 42);
+  auto e = MakeInitialized<RecordingEngine>();
+  EXPECT_TRUE(e->StopWorker());  // no worker yet
+  std::string posted;  // sent as arrays, each with what it was posted with
+  for (std::int32_t i = 1; i <= 3; ++i) {
+    e->SetEventIds(i, 0);
+    e->SetEventString("t", "x");
+    ASSERT_TRUE(e->PostEvent(1));
+    posted += "[{\"l\":" + std::to_string(i) + ",\"n\":0,\"t\":\"x\",\"u\":\"" +
+              e->commonProperties().at("u").text + "\"}]\n";
+  }
+  e->SetCommonIntAt(1, 5);  // the gate looks at the key only, not its value
+  e->SetCommonString("w", "after u");
+  platform::SleepMs(kSeveralWorkerPassesMs);
+  EXPECT_TRUE(e->calls().empty());
+  e->SetCommonString("m", "app");
+  ASSERT_TRUE(testing::WaitUntil([&] { return e->calls().size() >= 3; }));
+  EXPECT_EQ(e->text(0) + e->text(1) + e->text(2), posted);
+
+  EXPECT_TRUE(e->StopWorker());
+  EXPECT_TRUE(e->StopWorker());
+  // The stop flag stays: a new worker starts and leaves at once, so later events stay queued.
+  EXPECT_TRUE(e->PostEvent(0) && e->PostEvent(1));
+  platform::SleepMs(kSeveralWorkerPassesMs);
+  EXPECT_EQ(e->calls().size(), 3u);
+  EXPECT_EQ(e->queuedCount(), 2u);
+}
+
+TEST(Lifecycle, NothingLeavesBeforeInitialization) {
+  RecordingEngine e;
+  e.SetEventIds(3, 4);
+  EXPECT_FALSE(e.ReportNow(true) || e.ReportNow(false) || e.PostEvent(0));
+  EXPECT_FALSE(e.hasWorkerThread());
+  EXPECT_EQ(e.pendingL(), 3);  // the pending event is untouched
+  EXPECT_TRUE(e.calls().empty());
 }
 
 }  // namespace

@@ -1,13 +1,9 @@
-// Stand-in for the helper executable: each run appends the JSON array of its arguments, as one
-// line, to "orinhlp.log" beside it. A control file beside it ("orinhlp.ctl") can name another
-// log (first line) and a sleep in milliseconds before logging (second line).
-#include <cstdio>
+// Stand-in for the helper: each run sleeps the milliseconds "orinhlp.ctl" beside it names (none
+// without that file), then appends its arguments, tab-separated on one line, to "orinhlp.log".
+#include <cstdint>
 #include <fstream>
 #include <string>
 
-#include <json/value.h>
-
-#include "common/json_text.h"
 #include "platform/host_paths.h"
 #include "platform/os.h"
 #include "platform/thread.h"
@@ -15,19 +11,11 @@
 int main(int argc, char** argv) {
   char self[1024] = {};
   orin::platform::HostExecutablePath(self, sizeof self);
-  std::string folder(self);
+  std::string folder(self), line = argv[0];
   folder.erase(folder.rfind(orin::platform::kPathSep) + 1);
-
-  std::string logPath = folder + "orinhlp.log", sleepMs;
-  std::ifstream control(folder + "orinhlp.ctl");
-  if (std::getline(control, logPath) && std::getline(control, sleepMs)) {
-    orin::platform::SleepMs(static_cast<std::uint32_t>(std::stoul(sleepMs)));
-  }
-  Json::Value args(Json::arrayValue);
-  for (int i = 0; i < argc; ++i) args.append(argv[i]);
-  const std::string line = orin::ToFastText(args);
-  std::FILE* log = std::fopen(logPath.c_str(), "ab");
-  if (log == nullptr) return 2;
-  std::fwrite(line.data(), 1, line.size(), log);
-  return std::fclose(log) == 0 ? 0 : 3;
+  std::uint32_t sleepMs = 0;
+  std::ifstream(folder + "orinhlp.ctl") >> sleepMs;
+  orin::platform::SleepMs(sleepMs);
+  for (int i = 1; i < argc; ++i) line = line + "\t" + argv[i];
+  std::ofstream(folder + "orinhlp.log", std::ios::binary | std::ios::app) << line + "\n";
 }
