@@ -26,7 +26,7 @@ inline std::string ProgramFolder() {
 
 // The bound only keeps a broken test from hanging; it is never what a test checks.
 template <typename Pred>
-bool WaitUntil(Pred done, int boundMs = 30000) {
+bool WaitUntil(Pred done, int boundMs = 90000) {
   for (int waited = 0; waited < boundMs && !done(); waited += 20) platform::SleepMs(20);
   return done();
 }
