@@ -29,6 +29,12 @@ int main(int argc, char** argv) {
   append->add_option("FILE", path, "cache file")->required();
   append->add_option("JSON", json, "the event, a JSON object")->required();
 
+  // CLI11 would only say that a subcommand is required; name the word it did not know.
+  if (argc > 1 && argv[1][0] != '-' && app.get_subcommands([&](CLI::App* s) { return s->check_name(argv[1]); }).empty()) {
+    std::cerr << "orincache: unknown command '" << argv[1] << "' (try --help)\n";
+    return 2;
+  }
+
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
