@@ -1,7 +1,0 @@
-function(orin_warnings target)
-  if(MSVC)
-    target_compile_options(${target} PRIVATE /W4)
-  else()
-    target_compile_options(${target} PRIVATE -Wall -Wextra)
-  endif()
-endfunction()
