@@ -9,6 +9,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/posix/fd_io.h"
+
 namespace orin::platform::ini {
 namespace {
 
@@ -52,21 +54,6 @@ bool KeyName(const std::string& text, const Line& line, std::string* name) {
 
 std::size_t BomLength(const std::string& text) {
   return text.compare(0, 3, "\xEF\xBB\xBF") == 0 ? 3 : 0;
-}
-
-bool WriteAll(int fd, const std::string& text) {
-  const char* data = text.data();
-  std::size_t left = text.size();
-  while (left > 0) {
-    const ssize_t n = ::write(fd, data, left);
-    if (n < 0) {
-      if (errno == EINTR) continue;
-      return false;
-    }
-    data += n;
-    left -= static_cast<std::size_t>(n);
-  }
-  return true;
 }
 
 std::string LineBreakOf(const std::string& text) {
@@ -203,7 +190,7 @@ bool ReplaceFileText(const char* path, const std::string& text) {
     fd = ::open(target.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
   }
   if (fd < 0) return false;
-  bool ok = WriteAll(fd, text);
+  bool ok = WriteAll(fd, text.data(), text.size());
   if (::close(fd) != 0) ok = false;
   if (ok && existed && ::rename(tmp.c_str(), target.c_str()) != 0) ok = false;
   if (!ok) ::unlink(tmp.c_str());
