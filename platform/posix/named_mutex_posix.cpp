@@ -109,6 +109,7 @@ void ReopenIfUnlinked(LockFile& file) {
 
 MutexHandle OpenNamedMutex(const wchar_t* name) { return OpenHandle(name, false); }
 MutexHandle CreateNamedMutex(const wchar_t* name) { return OpenHandle(name, true); }
+MutexHandle CreateOwnedNamedMutex(const wchar_t* name) { return OpenHandle(name, true); }
 
 WaitResult WaitNamedMutex(MutexHandle handle) {
   Handle* h = Get(handle);
