@@ -42,8 +42,16 @@ unsigned CEventTap::ThreadMain(void* self) {
       if (tap->queue_.empty()) continue;
       local.swap(tap->queue_);
     }
-    for (const EventTapRequest& request : local) tap->Handle(request);
-    local.clear();
+    for (const EventTapRequest& request : local) {
+      tap->Handle(request);
+      tap->handled_.fetch_add(1, std::memory_order_release);
+    }
+    // After a burst, give the memory back rather than keep the largest queue ever seen.
+    if (local.capacity() > 1024) {
+      std::vector<EventTapRequest>().swap(local);
+    } else {
+      local.clear();
+    }
   }
 }
 

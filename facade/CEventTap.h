@@ -34,8 +34,10 @@ class CEventTap : public IEventTap {
   void SubmitCacheNow() override;
   void SetPointParam(std::int32_t kind, const char* name, std::int32_t value) override;
 
-  // Requests posted and not yet taken by the thread; for hosts' diagnostics and tests.
+  // Requests posted and not yet taken by the thread, and requests the thread has finished; for
+  // diagnostics, tests and benchmarks.
   std::size_t queuedCount();
+  std::uint64_t handledCount() const { return handled_.load(std::memory_order_acquire); }
 
  private:
   static unsigned ThreadMain(void* self);
@@ -58,6 +60,7 @@ class CEventTap : public IEventTap {
   std::mutex startUpLock_;
   std::condition_variable startUpDone_;
   bool startUpFinished_ = false;
+  std::atomic<std::uint64_t> handled_{0};
 };
 
 }  // namespace orin
