@@ -17,6 +17,12 @@ ProcessHandle StartProcess(const std::string& commandLine);
 bool WaitProcess(ProcessHandle process, std::uint32_t timeoutMs);
 // Releases the handle; the process itself keeps running. POSIX reaps it in the background.
 void CloseProcess(ProcessHandle process);
+// GetExitCodeProcess of a process that WaitProcess saw end; false while it runs or when the
+// code is unknown. POSIX: a process ended by a signal gives 128 + the signal number.
+bool ProcessExitCode(ProcessHandle process, std::uint32_t& code);
+// TerminateProcess: ends the process at once, wherever it is (POSIX: SIGKILL). The handle stays
+// valid; WaitProcess then sees the end.
+bool KillProcess(ProcessHandle process);
 
 // Splits a command line into arguments by the rules of the Microsoft C runtime (the ones
 // CommandLineToArgvW and a program's argv follow), so a POSIX child sees what a Windows child sees.

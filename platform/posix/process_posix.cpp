@@ -7,6 +7,7 @@
 
 #include <dlfcn.h>
 #include <spawn.h>
+#include <signal.h>
 #include <sys/types.h>
 #include <sys/wait.h>
 #include <time.h>
@@ -22,7 +23,15 @@ constexpr std::uint32_t kInfinite = 0xFFFFFFFFu;
 struct PosixProcess {
   pid_t pid;
   bool reaped = false;  // touched only by the thread that holds the handle
+  bool statusKnown = false;
+  int status = 0;
 };
+
+void Reaped(PosixProcess* process, int status) {
+  process->reaped = true;
+  process->statusKnown = true;
+  process->status = status;
+}
 
 // True when the child has ended and has been reaped; never blocks.
 bool TryReap(PosixProcess* process) {
@@ -33,7 +42,8 @@ bool TryReap(PosixProcess* process) {
     r = ::waitpid(process->pid, &status, WNOHANG);
   } while (r < 0 && errno == EINTR);
   // ECHILD: somebody else (a host with its own SIGCHLD handling) already reaped it.
-  if (r == process->pid || (r < 0 && errno == ECHILD)) process->reaped = true;
+  if (r == process->pid) Reaped(process, status);
+  if (r < 0 && errno == ECHILD) process->reaped = true;
   return process->reaped;
 }
 
@@ -102,7 +112,8 @@ bool WaitProcess(ProcessHandle process, std::uint32_t timeoutMs) {
     while (!p->reaped) {
       int status = 0;
       const pid_t r = ::waitpid(p->pid, &status, 0);
-      if (r == p->pid || (r < 0 && errno != EINTR)) p->reaped = true;
+      if (r == p->pid) Reaped(p, status);
+      if (r < 0 && errno != EINTR) p->reaped = true;
     }
     return true;
   }
@@ -119,6 +130,27 @@ bool WaitProcess(ProcessHandle process, std::uint32_t timeoutMs) {
     const long long left = static_cast<long long>(timeoutMs) - elapsed;
     Nap(left < 5 ? static_cast<long>(left) : 5L);
   }
+}
+
+bool ProcessExitCode(ProcessHandle process, std::uint32_t& code) {
+  if (process == nullptr) return false;
+  auto* p = static_cast<PosixProcess*>(process);
+  if (!TryReap(p) || !p->statusKnown) return false;
+  if (WIFEXITED(p->status)) {
+    code = static_cast<std::uint32_t>(WEXITSTATUS(p->status));
+  } else if (WIFSIGNALED(p->status)) {
+    code = 128u + static_cast<std::uint32_t>(WTERMSIG(p->status));
+  } else {
+    return false;
+  }
+  return true;
+}
+
+bool KillProcess(ProcessHandle process) {
+  if (process == nullptr) return false;
+  auto* p = static_cast<PosixProcess*>(process);
+  // Once reaped the pid may belong to somebody else.
+  return !p->reaped && ::kill(p->pid, SIGKILL) == 0;
 }
 
 void CloseProcess(ProcessHandle process) {

@@ -30,4 +30,16 @@ void CloseProcess(ProcessHandle process) {
   if (process != nullptr) CloseHandle(static_cast<HANDLE>(process));
 }
 
+bool ProcessExitCode(ProcessHandle process, std::uint32_t& code) {
+  DWORD value = 0;
+  if (process == nullptr || !GetExitCodeProcess(static_cast<HANDLE>(process), &value)) return false;
+  if (value == STILL_ACTIVE) return false;
+  code = value;
+  return true;
+}
+
+bool KillProcess(ProcessHandle process) {
+  return process != nullptr && TerminateProcess(static_cast<HANDLE>(process), 1) != FALSE;
+}
+
 }  // namespace orin::platform

@@ -1,0 +1,20 @@
+#pragma once
+#include <cstdint>
+#include <string>
+
+#include <json/value.h>
+
+#include "helper/helper_settings.h"
+
+namespace orin::helper {
+
+struct PostOutcome {
+  bool delivered = false;   // the collector answered 200 or 204
+  std::uint32_t status = 0;  // 0: never reached the collector
+  std::string reason;        // why not delivered, for a person
+};
+
+// Posts a JSON array of events through the module's own HTTP client.
+PostOutcome PostEvents(const Endpoint& endpoint, const Json::Value& events);
+
+}  // namespace orin::helper
