@@ -1,0 +1,197 @@
+// Routes:
+//   POST /api/v2/soft/collect    a JSON array of events (or one event): stored, one transaction
+//   POST /api/tracking/devid     answered {"code":0,"dev_id":"<uuid>"}; recorded
+//   GET|POST /api/v2/soft/vid    answered {"code":0,"vid":"<vid>"}; recorded
+//   GET /collector/events        every stored event, a JSON array in arrival order
+//   GET /collector/requests      the collect requests: number, status answered, events stored
+//   GET /collector/exchanges     the device-id and virtual-id requests and the answers
+//   POST /collector/stage        {"fail":{"N":status},"delay":{"N":ms}}: forgets everything
+//                                received and stages these for the collect requests to come
+//   POST /collector/release      ends every delay now
+#include "collect_server.h"
+
+#include <httplib.h>
+#include <json/json.h>
+
+#include <chrono>
+#include <cstdio>
+#include <fstream>
+#include <random>
+#include <thread>
+
+namespace orincollect {
+namespace {
+
+std::int64_t Now() {
+  return std::chrono::duration_cast<std::chrono::seconds>(
+             std::chrono::system_clock::now().time_since_epoch())
+      .count();
+}
+
+std::string RandomHex(std::mt19937_64& rng, int digits) {
+  static const char hex[] = "0123456789abcdef";
+  std::string out;
+  for (int i = 0; i < digits; ++i) out += hex[rng() % 16];
+  return out;
+}
+
+struct Collector {
+  EventStore store;
+  RequestLog requests;
+  std::mutex rngLock;
+  std::mt19937_64 rng{std::random_device{}()};
+  std::string vid;
+  bool quiet = false;
+
+  std::string NewUuid() {
+    std::lock_guard<std::mutex> guard(rngLock);
+    return RandomHex(rng, 8) + "-" + RandomHex(rng, 4) + "-4" + RandomHex(rng, 3) + "-a" +
+           RandomHex(rng, 3) + "-" + RandomHex(rng, 12);
+  }
+
+  void Collect(const httplib::Request& req, httplib::Response& res) {
+    int failStatus = 0;
+    std::int64_t delayMs = 0;
+    const std::int64_t number = requests.Arrive(failStatus, delayMs);
+    requests.Delay(delayMs);
+    if (failStatus != 0) {
+      res.status = failStatus;
+      requests.Answered(number, failStatus, 0);
+      return;
+    }
+    Json::Value body;
+    Json::CharReaderBuilder builder;
+    std::string errors;
+    std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+    std::vector<Json::Value> events;
+    if (reader->parse(req.body.data(), req.body.data() + req.body.size(), &body, &errors)) {
+      if (body.isObject()) events.push_back(body);
+      if (body.isArray()) {
+        for (const Json::Value& e : body) {
+          if (e.isObject()) events.push_back(e);
+        }
+      }
+    }
+    if (events.empty() && !(body.isArray() && body.empty())) {
+      res.status = 400;
+      res.set_content("{\"code\":400,\"msg\":\"not a JSON array of events\"}", "application/json");
+      requests.Answered(number, 400, 0);
+      return;
+    }
+    if (!store.StoreBatch(events, number, Now())) {
+      res.status = 500;
+      requests.Answered(number, 500, 0);
+      if (!quiet) std::fprintf(stderr, "orincollect: cannot store: %s\n", store.error().c_str());
+      return;
+    }
+    res.status = 200;
+    res.set_content("{\"code\":0}", "application/json");
+    requests.Answered(number, 200, static_cast<std::int64_t>(events.size()));
+  }
+
+  void Identity(const httplib::Request& req, httplib::Response& res, const std::string& reply) {
+    store.StoreExchange(req.path, req.method, req.body, reply, Now());
+    res.status = 200;
+    res.set_content(reply, "application/json");
+  }
+
+  void Stage(const httplib::Request& req, httplib::Response& res) {
+    Json::Value json;
+    Json::CharReaderBuilder builder;
+    std::string errors;
+    std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+    orincollect::Stage stage;
+    const bool empty = req.body.empty();
+    if (!empty && (!reader->parse(req.body.data(), req.body.data() + req.body.size(), &json,
+                                  &errors) ||
+                   !ParseStage(json, stage))) {
+      res.status = 400;
+      return;
+    }
+    requests.Release();
+    requests.Reset(stage);
+    store.Clear();
+    res.status = 200;
+  }
+
+  template <typename Server>
+  void Route(Server& server) {
+    server.Post("/api/v2/soft/collect",
+                [this](const httplib::Request& q, httplib::Response& r) { Collect(q, r); });
+    server.Post("/api/tracking/devid", [this](const httplib::Request& q, httplib::Response& r) {
+      Identity(q, r, "{\"code\":0,\"dev_id\":\"" + NewUuid() + "\"}");
+    });
+    auto vidHandler = [this](const httplib::Request& q, httplib::Response& r) {
+      Identity(q, r, "{\"code\":0,\"vid\":\"" + vid + "\"}");
+    };
+    server.Get("/api/v2/soft/vid", vidHandler);
+    server.Post("/api/v2/soft/vid", vidHandler);
+    server.Get("/collector/events", [this](const httplib::Request&, httplib::Response& r) {
+      r.set_content(store.EventsAsJsonArray(), "application/json");
+    });
+    server.Get("/collector/exchanges", [this](const httplib::Request&, httplib::Response& r) {
+      r.set_content(store.ExchangesAsJsonArray(), "application/json");
+    });
+    server.Get("/collector/requests", [this](const httplib::Request&, httplib::Response& r) {
+      Json::StreamWriterBuilder w;
+      w["indentation"] = "";
+      r.set_content(Json::writeString(w, requests.ToJson()), "application/json");
+    });
+    server.Post("/collector/stage",
+                [this](const httplib::Request& q, httplib::Response& r) { Stage(q, r); });
+    server.Post("/collector/release", [this](const httplib::Request&, httplib::Response& r) {
+      requests.Release();
+      r.status = 200;
+    });
+    // Many short connections from one client: no keep-alive to hold threads.
+    server.set_keep_alive_max_count(1);
+    server.set_payload_max_length(64 * 1024 * 1024);
+  }
+};
+
+}  // namespace
+
+int Serve(const ServeOptions& options) {
+  Collector collector;
+  collector.quiet = options.quiet;
+  if (!collector.store.Open(options.db)) {
+    std::fprintf(stderr, "orincollect: %s: %s\n", options.db.c_str(), collector.store.error().c_str());
+    return 1;
+  }
+  collector.vid = "vid-" + collector.NewUuid();
+  collector.requests.Reset(options.stage);
+
+  httplib::Server plain;
+  std::unique_ptr<httplib::SSLServer> secure;
+  if (options.httpsPort != 0) {
+    secure = std::make_unique<httplib::SSLServer>(options.cert.c_str(), options.key.c_str());
+    if (!secure->is_valid()) {
+      std::fprintf(stderr, "orincollect: cannot use certificate %s with key %s\n",
+                   options.cert.c_str(), options.key.c_str());
+      return 1;
+    }
+    collector.Route(*secure);
+  }
+  collector.Route(plain);
+  if (options.httpPort != 0 && !plain.bind_to_port(options.bind.c_str(), options.httpPort)) {
+    std::fprintf(stderr, "orincollect: cannot listen on %s:%d\n", options.bind.c_str(), options.httpPort);
+    return 1;
+  }
+  if (secure && !secure->bind_to_port(options.bind.c_str(), options.httpsPort)) {
+    std::fprintf(stderr, "orincollect: cannot listen on %s:%d\n", options.bind.c_str(), options.httpsPort);
+    return 1;
+  }
+  std::thread plainThread, secureThread;
+  if (options.httpPort != 0) plainThread = std::thread([&] { plain.listen_after_bind(); });
+  if (secure) secureThread = std::thread([&] { secure->listen_after_bind(); });
+  if (!options.readyFile.empty()) std::ofstream(options.readyFile) << "ready\n";
+  if (!options.quiet) {
+    std::fprintf(stderr, "orincollect: listening on %s (http %d, https %d), storing in %s\n",
+                 options.bind.c_str(), options.httpPort, options.httpsPort, options.db.c_str());
+  }
+  if (plainThread.joinable()) plainThread.join();
+  if (secureThread.joinable()) secureThread.join();
+  return 0;
+}
+
+}  // namespace orincollect

@@ -1,0 +1,166 @@
+#include "event_store.h"
+
+#include <sqlite3.h>
+
+#include <json/writer.h>
+
+namespace orincollect {
+namespace {
+
+const char* const kSchema =
+    "CREATE TABLE IF NOT EXISTS events("
+    " id INTEGER PRIMARY KEY, arrived INTEGER NOT NULL, request INTEGER NOT NULL,"
+    " l, n, u, t, re, v, json TEXT NOT NULL);"
+    "CREATE TABLE IF NOT EXISTS exchanges("
+    " id INTEGER PRIMARY KEY, arrived INTEGER NOT NULL, path TEXT, method TEXT, body TEXT,"
+    " reply TEXT);";
+
+struct Statement {
+  sqlite3_stmt* s = nullptr;
+  ~Statement() { sqlite3_finalize(s); }
+};
+
+// A member as SQLite's own kind: numbers stay numbers, texts texts, anything else its JSON.
+void BindMember(sqlite3_stmt* s, int index, const Json::Value& event, const char* key) {
+  const Json::Value* v = event.isObject() ? event.find(key, key + std::char_traits<char>::length(key)) : nullptr;
+  if (v == nullptr || v->isNull()) {
+    sqlite3_bind_null(s, index);
+  } else if (v->isInt64() || v->isUInt64()) {
+    sqlite3_bind_int64(s, index, v->isInt64() ? v->asInt64() : static_cast<sqlite3_int64>(v->asUInt64()));
+  } else if (v->isDouble()) {
+    sqlite3_bind_double(s, index, v->asDouble());
+  } else if (v->isString()) {
+    sqlite3_bind_text(s, index, v->asCString(), -1, SQLITE_TRANSIENT);
+  } else {
+    Json::StreamWriterBuilder w;
+    w["indentation"] = "";
+    sqlite3_bind_text(s, index, Json::writeString(w, *v).c_str(), -1, SQLITE_TRANSIENT);
+  }
+}
+
+std::string Compact(const Json::Value& v) {
+  Json::StreamWriterBuilder w;
+  w["indentation"] = "";
+  return Json::writeString(w, v);
+}
+
+}  // namespace
+
+EventStore::~EventStore() { sqlite3_close(db_); }
+
+bool EventStore::Open(const std::string& path) {
+  if (sqlite3_open(path.c_str(), &db_) != SQLITE_OK) {
+    error_ = db_ != nullptr ? sqlite3_errmsg(db_) : "out of memory";
+    return false;
+  }
+  sqlite3_busy_timeout(db_, 5000);
+  // WAL lets `report` read while the server writes.
+  return Exec("PRAGMA journal_mode=WAL") && Exec("PRAGMA synchronous=NORMAL") && Exec(kSchema);
+}
+
+bool EventStore::Exec(const char* sql) {
+  char* message = nullptr;
+  if (sqlite3_exec(db_, sql, nullptr, nullptr, &message) == SQLITE_OK) return true;
+  error_ = message != nullptr ? message : "sqlite error";
+  sqlite3_free(message);
+  return false;
+}
+
+bool EventStore::StoreBatch(const std::vector<Json::Value>& events, std::int64_t request,
+                            std::int64_t arrived) {
+  std::lock_guard<std::mutex> guard(lock_);
+  if (!Exec("BEGIN")) return false;
+  Statement st;
+  bool ok = sqlite3_prepare_v2(db_,
+                               "INSERT INTO events(arrived, request, l, n, u, t, re, v, json)"
+                               " VALUES(?,?,?,?,?,?,?,?,?)",
+                               -1, &st.s, nullptr) == SQLITE_OK;
+  for (const Json::Value& event : events) {
+    if (!ok) break;
+    sqlite3_reset(st.s);
+    sqlite3_bind_int64(st.s, 1, arrived);
+    sqlite3_bind_int64(st.s, 2, request);
+    int i = 3;
+    for (const char* key : {"l", "n", "u", "t", "re", "v"}) BindMember(st.s, i++, event, key);
+    const std::string text = Compact(event);
+    sqlite3_bind_text(st.s, 9, text.c_str(), static_cast<int>(text.size()), SQLITE_TRANSIENT);
+    ok = sqlite3_step(st.s) == SQLITE_DONE;
+  }
+  if (!ok) {
+    error_ = sqlite3_errmsg(db_);
+    Exec("ROLLBACK");
+    return false;
+  }
+  return Exec("COMMIT");
+}
+
+bool EventStore::StoreExchange(const std::string& path, const std::string& method,
+                               const std::string& body, const std::string& reply,
+                               std::int64_t arrived) {
+  std::lock_guard<std::mutex> guard(lock_);
+  Statement st;
+  if (sqlite3_prepare_v2(db_,
+                         "INSERT INTO exchanges(arrived, path, method, body, reply) VALUES(?,?,?,?,?)",
+                         -1, &st.s, nullptr) != SQLITE_OK) {
+    return false;
+  }
+  sqlite3_bind_int64(st.s, 1, arrived);
+  sqlite3_bind_text(st.s, 2, path.c_str(), -1, SQLITE_TRANSIENT);
+  sqlite3_bind_text(st.s, 3, method.c_str(), -1, SQLITE_TRANSIENT);
+  sqlite3_bind_text(st.s, 4, body.data(), static_cast<int>(body.size()), SQLITE_TRANSIENT);
+  sqlite3_bind_text(st.s, 5, reply.c_str(), -1, SQLITE_TRANSIENT);
+  return sqlite3_step(st.s) == SQLITE_DONE;
+}
+
+std::string EventStore::EventsAsJsonArray() {
+  Rows rows;
+  Query("SELECT json FROM events ORDER BY id", rows);
+  std::string out = "[";
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    if (i > 0) out += ",";
+    out += rows[i][0];
+  }
+  return out + "]";
+}
+
+std::string EventStore::ExchangesAsJsonArray() {
+  Rows rows;
+  Query("SELECT path, method, body, reply FROM exchanges ORDER BY id", rows);
+  Json::Value out(Json::arrayValue);
+  for (const auto& r : rows) {
+    Json::Value e;
+    e["path"] = r[0];
+    e["method"] = r[1];
+    e["body"] = r[2];
+    e["reply"] = r[3];
+    out.append(e);
+  }
+  return Compact(out);
+}
+
+bool EventStore::Clear() {
+  std::lock_guard<std::mutex> guard(lock_);
+  return Exec("DELETE FROM events; DELETE FROM exchanges;");
+}
+
+bool EventStore::Query(const std::string& sql, Rows& rows) {
+  std::lock_guard<std::mutex> guard(lock_);
+  Statement st;
+  if (sqlite3_prepare_v2(db_, sql.c_str(), -1, &st.s, nullptr) != SQLITE_OK) {
+    error_ = sqlite3_errmsg(db_);
+    return false;
+  }
+  int rc;
+  while ((rc = sqlite3_step(st.s)) == SQLITE_ROW) {
+    std::vector<std::string> row;
+    for (int c = 0; c < sqlite3_column_count(st.s); ++c) {
+      const unsigned char* text = sqlite3_column_text(st.s, c);
+      row.emplace_back(text != nullptr ? reinterpret_cast<const char*>(text) : "");
+    }
+    rows.push_back(std::move(row));
+  }
+  if (rc != SQLITE_DONE) error_ = sqlite3_errmsg(db_);
+  return rc == SQLITE_DONE;
+}
+
+}  // namespace orincollect

@@ -1,0 +1,43 @@
+#pragma once
+#include <cstdint>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include <json/value.h>
+
+struct sqlite3;
+
+namespace orincollect {
+
+// The collector's SQLite database: one row per received event, one per identity exchange.
+// Safe from any thread: one connection, one writer at a time.
+class EventStore {
+ public:
+  ~EventStore();
+  // Creates the tables when missing; false with a reason in error().
+  bool Open(const std::string& path);
+  const std::string& error() const { return error_; }
+
+  // Every event of one request in one transaction: all stored or none.
+  bool StoreBatch(const std::vector<Json::Value>& events, std::int64_t request,
+                  std::int64_t arrived);
+  bool StoreExchange(const std::string& path, const std::string& method, const std::string& body,
+                     const std::string& reply, std::int64_t arrived);
+  // The stored events' JSON texts joined into one array, in arrival order.
+  std::string EventsAsJsonArray();
+  std::string ExchangesAsJsonArray();
+  bool Clear();
+
+  // Rows of a query as text cells (null as ""), for the report.
+  using Rows = std::vector<std::vector<std::string>>;
+  bool Query(const std::string& sql, Rows& rows);
+
+ private:
+  bool Exec(const char* sql);
+  sqlite3* db_ = nullptr;
+  std::mutex lock_;
+  std::string error_;
+};
+
+}  // namespace orincollect

@@ -1,0 +1,74 @@
+#include "report.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "event_store.h"
+#include <sys/stat.h>
+
+namespace orincollect {
+namespace {
+
+bool FileExists(const std::string& path) {
+  struct stat st;
+  return ::stat(path.c_str(), &st) == 0;
+}
+
+// One table: a heading per column, the first left-aligned, numbers right-aligned.
+void Table(std::ostream& out, const std::vector<std::string>& heads, const EventStore::Rows& rows) {
+  std::vector<std::size_t> width(heads.size());
+  for (std::size_t c = 0; c < heads.size(); ++c) width[c] = heads[c].size();
+  for (const auto& r : rows) {
+    for (std::size_t c = 0; c < r.size() && c < width.size(); ++c) width[c] = std::max(width[c], r[c].size());
+  }
+  auto line = [&](const std::vector<std::string>& cells) {
+    out << "  ";
+    for (std::size_t c = 0; c < cells.size(); ++c) {
+      const std::string pad(width[c] - cells[c].size(), ' ');
+      out << (c == 0 ? cells[c] + pad : pad + cells[c]) << (c + 1 < cells.size() ? "  " : "\n");
+    }
+  };
+  line(heads);
+  for (const auto& r : rows) line(r);
+  if (rows.empty()) out << "  (none)\n";
+}
+
+}  // namespace
+
+int Report(const std::string& db, std::ostream& out, std::ostream& err) {
+  if (!FileExists(db)) {
+    err << "orincollect: no database at " << db << "\n";
+    return 1;
+  }
+  EventStore store;
+  EventStore::Rows total, points, days, versions, exchanges;
+  // The event's own time decides its day; an event without one counts on its arrival day.
+  const bool ok =
+      store.Open(db) &&
+      store.Query("SELECT COUNT(*), COUNT(DISTINCT request), COUNT(DISTINCT u) FROM events", total) &&
+      store.Query("SELECT COALESCE(l,'?') || '/' || COALESCE(n,'?'), COUNT(*) FROM events"
+                  " GROUP BY l, n ORDER BY l, n", points) &&
+      store.Query("SELECT date(CASE WHEN typeof(t)='integer' THEN t ELSE arrived END,"
+                  " 'unixepoch'), COUNT(*) FROM events GROUP BY 1 ORDER BY 1", days) &&
+      store.Query("SELECT COALESCE(v,'(none)'), COUNT(*) FROM events GROUP BY v ORDER BY v",
+                  versions) &&
+      store.Query("SELECT path, method, COUNT(*) FROM exchanges GROUP BY path, method"
+                  " ORDER BY path, method", exchanges);
+  if (!ok) {
+    err << "orincollect: " << db << ": " << store.error() << "\n";
+    return 1;
+  }
+  out << total[0][0] << " events received in " << total[0][1] << " batches from "
+      << total[0][2] << " devices\n\n";
+  out << "per point\n";
+  Table(out, {"l/n", "events"}, points);
+  out << "\nper day (UTC)\n";
+  Table(out, {"day", "events"}, days);
+  out << "\nper version\n";
+  Table(out, {"v", "events"}, versions);
+  out << "\nidentity requests\n";
+  Table(out, {"path", "method", "requests"}, exchanges);
+  return 0;
+}
+
+}  // namespace orincollect
