@@ -1,0 +1,146 @@
+// orinhlp's other commands and its refusals: -update_cache, -submit, the user-experience
+// switch, and command lines or settings it cannot use.
+#include "helper_fixture.h"
+
+namespace orin::testing {
+namespace {
+
+using CommandsTest = HelperTest;
+
+const char* const kNewId = "dev_id_3f2a6c1e-0b7d-4e59-9a81-2c4d6e8f0a1b";
+
+Json::Value CacheEvents(const std::string& path) {
+  Json::Value events;
+  CAnalyticsFile().ReadAllEvents(path.c_str(), events);
+  return events;
+}
+
+TEST_F(CommandsTest, UpdateCacheGivesTheBackupTheCurrentDeviceIdAndAppendsItToTheLiveCache) {
+  const std::string backup = cache_ + "-bak";
+  Fill(backup, 500);
+  Fill(cache_, 10, 7);  // the module went on caching after it moved the old cache aside
+  ASSERT_TRUE(platform::WriteProfileString("User", "DevID", kNewId, dir_.File("usercfg.ini").c_str()));
+
+  ASSERT_EQ(Run("-update_cache"), 0);
+  EXPECT_FALSE(Exists(backup));
+  const Json::Value events = CacheEvents(cache_);
+  ASSERT_EQ(events.size(), 510u);
+  for (int i = 0; i < 10; ++i) EXPECT_EQ(events[i], Event(7, i));
+  for (int i = 0; i < 500; ++i) {
+    Json::Value expected = Event(1001, i);
+    expected["u"] = kNewId;
+    ASSERT_EQ(events[10 + i], expected) << i;
+  }
+  EXPECT_EQ(Collector::Requests().size(), 0u);
+
+  // Nothing left to update: a second run changes nothing.
+  const std::string before = ReadBytes(cache_);
+  EXPECT_EQ(Run("-update_cache"), 0);
+  EXPECT_EQ(ReadBytes(cache_), before);
+}
+
+TEST_F(CommandsTest, UpdateCacheWithoutADeviceIdKeepsTheBackupAndTheCacheAsTheyWere) {
+  const std::string backup = cache_ + "-bak";
+  Fill(backup, 20);
+  Fill(cache_, 3, 7);
+  const std::string backupBytes = ReadBytes(backup), cacheBytes = ReadBytes(cache_);
+  for (bool userFile : {false, true}) {
+    SCOPED_TRACE(userFile ? "usercfg.ini without DevID" : "no usercfg.ini");
+    if (userFile) platform::WriteProfileString("User", "Other", "x", dir_.File("usercfg.ini").c_str());
+    EXPECT_EQ(Run("-update_cache"), 2);
+    EXPECT_EQ(ReadBytes(backup), backupBytes);
+    EXPECT_EQ(ReadBytes(cache_), cacheBytes);
+  }
+}
+
+// The JSON text as the module passes it: every double quote escaped with a backslash.
+std::string SubmitArgs(const Json::Value& events) {
+  std::string text = ToFastText(events), escaped;
+  for (char c : text) {
+    if (c == '\n') break;
+    if (c == '"') escaped += '\\';
+    escaped += c;
+  }
+  return "-submit \"" + escaped + "\"";
+}
+
+TEST_F(CommandsTest, SubmitPostsTheArrayAndCachesItWhenTheCollectorRefuses) {
+  struct Case {
+    const char* name;
+    const char* stage;
+    const char* address;
+    int exitCode;
+    bool cached;
+  } cases[] = {
+      {"delivered", "{}", "https://127.0.0.1/api/v2/soft/collect", 0, false},
+      {"refused", "{\"fail\":{\"1\":500}}", "https://127.0.0.1/api/v2/soft/collect", 1, true},
+      {"nobody listening", "{}", "https://127.0.0.3/api/v2/soft/collect", 1, true},
+      {"unusable address", "{}", "collect.example", 1, true},
+  };
+  Json::Value events(Json::arrayValue);
+  events.append(Event(1001, 1));
+  events.append(Event(1001, 2));
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    Collector::Stage(c.stage);
+    platform::RemoveFile(cache_.c_str());
+    WriteIni("Analyze", "Address", c.address);
+    EXPECT_EQ(Run(SubmitArgs(events)), c.exitCode);
+    EXPECT_EQ(CacheEvents(cache_), c.cached ? events : Json::Value());
+    EXPECT_EQ(Collector::Events(), c.cached ? Json::Value(Json::arrayValue) : events);
+  }
+}
+
+TEST_F(CommandsTest, WithTheUserExperienceSwitchedOffNothingIsSentOrChanged) {
+  Json::Value one(Json::arrayValue);
+  one.append(Event(1001, 1));
+  for (const char* value : {"0", "2"}) {
+    SCOPED_TRACE(std::string("ExperienceValue=") + value);
+    WriteIni("UserExperience", "ExperienceValue", value, "other.ini");
+    Fill(cache_, 100);
+    const std::string before = ReadBytes(cache_);
+    for (const std::string& args : {std::string("-submit_cache"), SubmitArgs(one)}) {
+      SCOPED_TRACE(args);
+      EXPECT_EQ(Run(args), 0);
+      EXPECT_EQ(Collector::Requests().size(), 0u);
+      EXPECT_EQ(ReadBytes(cache_), before);
+    }
+    platform::RemoveFile(cache_.c_str());
+  }
+  // Switched back on, the same cache goes out.
+  WriteIni("UserExperience", "ExperienceValue", "1", "other.ini");
+  Fill(cache_, 100);
+  EXPECT_EQ(Run("-submit_cache"), 0);
+  EXPECT_EQ(Collector::Events().size(), 100u);
+}
+
+TEST_F(CommandsTest, UnusableCommandLinesAndSettingsAreRefusedWithoutTouchingTheCache) {
+  Fill(cache_, 5);
+  const std::string before = ReadBytes(cache_);
+  struct Case {
+    const char* name;
+    std::string args;
+    const char* address;
+  } cases[] = {
+      {"no command", "", "https://127.0.0.1/api/v2/soft/collect"},
+      {"unknown switch", "-upload", "https://127.0.0.1/api/v2/soft/collect"},
+      {"two commands", "-submit_cache -update_cache", "https://127.0.0.1/api/v2/soft/collect"},
+      {"batch of zero", "-submit_cache --batch 0", "https://127.0.0.1/api/v2/soft/collect"},
+      {"batch not a number", "-submit_cache --batch ten", "https://127.0.0.1/api/v2/soft/collect"},
+      {"submit without JSON", "-submit", "https://127.0.0.1/api/v2/soft/collect"},
+      {"submit of a non-array", "-submit \"42\"", "https://127.0.0.1/api/v2/soft/collect"},
+      {"submit of broken JSON", "-submit \"[{\\\"l\\\":\"", "https://127.0.0.1/api/v2/soft/collect"},
+      {"address without scheme", "-submit_cache", "127.0.0.1/api/v2/soft/collect"},
+      {"address without path", "-submit_cache", "https://127.0.0.1"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    WriteIni("Analyze", "Address", c.address);
+    EXPECT_EQ(Run(c.args), 2);
+    EXPECT_EQ(ReadBytes(cache_), before);
+    EXPECT_EQ(Collector::Requests().size(), 0u);
+  }
+}
+
+}  // namespace
+}  // namespace orin::testing

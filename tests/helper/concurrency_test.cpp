@@ -1,0 +1,150 @@
+// orinhlp while other processes work on the same cache: the module appending, a second helper,
+// and a helper killed part-way.
+#include <cinttypes>
+#include <cstdio>
+
+#include "helper_fixture.h"
+
+namespace orin::testing {
+namespace {
+
+using ConcurrencyTest = HelperTest;
+
+std::string AppendWorker() {
+  return BuildFolder() + ".." + Sep() + "cache" + Sep() +
+         (platform::kIsWindows ? "cache_append_worker.exe" : "cache_append_worker");
+}
+
+Json::Value RequestNumber(int n) { return Collector::Requests()[n - 1]; }
+
+// While the collector holds the second batch, another process appends 300 events: it finishes
+// while that request is still open (so it never waited on the network), and the helper
+// delivers its events as well, each once, next to the 1000 it started with.
+TEST_F(ConcurrencyTest, AppendsDuringAnUploadNeitherWaitForItNorGetLost) {
+  Collector::Stage("{\"delay\":{\"2\":600000}}");
+  Fill(cache_, 1000);
+  platform::ProcessHandle helper = Start("-submit_cache --batch 100");
+  ASSERT_NE(helper, nullptr);
+  WaitFor([] { return Collector::Requests().size() >= 2; });
+
+  platform::ProcessHandle writer =
+      platform::StartProcess("\"" + AppendWorker() + "\" \"" + cache_ + "\" 300 7");
+  EXPECT_EQ(Finish(writer), 0);
+  EXPECT_EQ(RequestNumber(2)["status"].asInt(), 0) << "the append waited for the upload";
+  Collector::Release();
+  ASSERT_EQ(Finish(helper), 0);
+
+  const auto counts = CountByPoint(Collector::Events());
+  ASSERT_EQ(counts.size(), 1300u);
+  for (const auto& [point, times] : counts) {
+    EXPECT_EQ(times, 1) << point.first << "/" << point.second;
+  }
+  for (int n = 0; n < 300; ++n) EXPECT_EQ(counts.count({7, n}), 1u) << n;
+  EXPECT_FALSE(Exists(cache_));
+  EXPECT_FALSE(Exists(claimed()));
+}
+
+TEST_F(ConcurrencyTest, TwoHelpersStartedTogetherDeliverEveryEventExactlyOnce) {
+  for (bool secondMidUpload : {false, true}) {
+    SCOPED_TRACE(secondMidUpload ? "second starts while the first's batch is held" : "both at once");
+    Collector::Stage(secondMidUpload ? "{\"delay\":{\"2\":600000}}" : "{}");
+    Fill(cache_, 3000);
+    platform::ProcessHandle first = Start("-submit_cache --batch 100");
+    if (secondMidUpload) WaitFor([] { return Collector::Requests().size() >= 2; });
+    platform::ProcessHandle second = Start("-submit_cache --batch 100");
+    if (secondMidUpload) {
+      Fill(cache_, 500, 7);  // something new for whichever helper comes next
+      Collector::Release();
+    }
+    EXPECT_EQ(Finish(first), 0);
+    EXPECT_EQ(Finish(second), 0);
+
+    const auto counts = CountByPoint(Collector::Events());
+    ASSERT_EQ(counts.size(), secondMidUpload ? 3500u : 3000u);
+    for (const auto& [point, times] : counts) {
+      ASSERT_EQ(times, 1) << point.first << "/" << point.second;
+    }
+    EXPECT_FALSE(Exists(cache_));
+  }
+}
+
+// Killed while the collector holds batch k; the collector then stores that batch anyway. The
+// next run delivers the rest: nothing is missing, and only batch k arrived twice.
+TEST_F(ConcurrencyTest, AHelperKilledMidUploadLosesNothingAndRepeatsAtMostTheBatchInFlight) {
+  constexpr int kEvents = 1000, kBatch = 100;
+  for (int k : {1, 4, 10}) {
+    SCOPED_TRACE("killed during batch " + std::to_string(k));
+    Collector::Stage("{\"delay\":{\"" + std::to_string(k) + "\":600000}}");
+    Fill(cache_, kEvents);
+    platform::ProcessHandle helper = Start("-submit_cache --batch 100");
+    ASSERT_NE(helper, nullptr);
+    WaitFor([k] { return Collector::Requests().size() >= static_cast<Json::ArrayIndex>(k); });
+    ASSERT_TRUE(platform::KillProcess(helper));
+    Finish(helper);
+    Collector::Release();
+    WaitFor([k] { return RequestNumber(k)["status"].asInt() != 0; });
+
+    ASSERT_EQ(Run("-submit_cache --batch 100"), 0);
+    const auto counts = CountByPoint(Collector::Events());
+    ASSERT_EQ(counts.size(), static_cast<std::size_t>(kEvents));
+    for (const auto& [point, times] : counts) {
+      const bool inFlight = point.second / kBatch == k - 1;
+      EXPECT_EQ(times, inFlight ? 2 : 1) << point.second;
+    }
+    EXPECT_FALSE(Exists(cache_));
+    EXPECT_FALSE(Exists(claimed()));
+    EXPECT_FALSE(Exists(progress()));
+  }
+}
+
+// What a helper killed between two steps leaves on disk, and what the next run makes of it.
+TEST_F(ConcurrencyTest, TheNextRunFinishesWhatAKilledHelperLeftOnDisk) {
+  struct Case {
+    const char* name;
+    bool claimedFile;
+    const char* progressText;  // %lld: the claimed file's size
+    int live;                  // events in the live cache (l = 7)
+    int firstDelivered;        // first claimed event (l = 1001) the collector must get
+  } cases[] = {
+      {"claimed, no progress yet", true, nullptr, 0, 0},
+      {"claimed, 300 delivered", true, "300 %lld\n", 0, 300},
+      {"claimed, all delivered but not yet removed", true, "500 %lld\n", 40, 500},
+      {"claimed, a count for a file of another size", true, "300 12\n", 0, 0},
+      {"claimed, unreadable count", true, "x\n", 25, 0},
+      {"a count whose claimed file is gone", false, "300 %lld\n", 40, 500},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    Collector::Stage();
+    const std::string staged = dir_.File("staged.dat");
+    Fill(staged, 500);
+    if (c.claimedFile) ASSERT_TRUE(platform::MoveFileReplacing(staged.c_str(), claimed().c_str()));
+    platform::RemoveFile(staged.c_str());
+    if (c.live > 0) Fill(cache_, c.live, 7);
+    // Without a claimed file the count names the live cache's size, so only its being stale
+    // keeps it from applying to the next claim.
+    const long long size =
+        static_cast<long long>(ReadBytes(c.claimedFile ? claimed() : cache_).size());
+    if (c.progressText != nullptr) {
+      char text[64];
+      std::snprintf(text, sizeof text, c.progressText, size);
+      WriteBytes(progress(), text);
+    }
+
+    ASSERT_EQ(Run("-submit_cache --batch 100"), 0);
+    const auto counts = CountByPoint(Collector::Events());
+    const int expected = (c.claimedFile ? 500 - c.firstDelivered : 0) + c.live;
+    ASSERT_EQ(counts.size(), static_cast<std::size_t>(expected));
+    for (const auto& [point, times] : counts) EXPECT_EQ(times, 1);
+    if (c.claimedFile && c.firstDelivered < 500) {
+      EXPECT_EQ(counts.count({1001, c.firstDelivered}), 1u);
+      if (c.firstDelivered > 0) EXPECT_EQ(counts.count({1001, c.firstDelivered - 1}), 0u);
+    }
+    EXPECT_FALSE(Exists(cache_));
+    EXPECT_FALSE(Exists(claimed()));
+    EXPECT_FALSE(Exists(progress()));
+  }
+}
+
+}  // namespace
+}  // namespace orin::testing

@@ -1,0 +1,114 @@
+// orinhlp -submit_cache against the real collector: whole deliveries, refused batches, and what
+// a second run does with what the first one left.
+#include "helper_fixture.h"
+
+namespace orin::testing {
+namespace {
+
+using DeliveryTest = HelperTest;
+
+TEST_F(DeliveryTest, DeliversTenThousandEventsInBatchesInCacheOrder) {
+  struct Case {
+    const char* name;
+    const char* address;
+    int batch;
+  } cases[] = {
+      {"https, 200 a batch", "https://127.0.0.1/api/v2/soft/collect", 200},
+      {"http, 1000 a batch", "http://127.0.0.1/api/v2/soft/collect", 1000},
+  };
+  constexpr int kEvents = 10000;
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    Collector::Stage();
+    WriteIni("Analyze", "Address", c.address);
+    Fill(cache_, kEvents);
+    ASSERT_EQ(Run("-submit_cache --batch " + std::to_string(c.batch)), 0);
+
+    const Json::Value events = Collector::Events();
+    ASSERT_EQ(events.size(), static_cast<Json::ArrayIndex>(kEvents));
+    for (int i = 0; i < kEvents; ++i) {
+      ASSERT_EQ(events[i], Event(1001, i)) << "event " << i;
+    }
+    const Json::Value requests = Collector::Requests();
+    ASSERT_EQ(requests.size(), static_cast<Json::ArrayIndex>(kEvents / c.batch));
+    for (const Json::Value& r : requests) EXPECT_EQ(r["events"].asInt(), c.batch);
+    EXPECT_FALSE(Exists(cache_));
+    EXPECT_FALSE(Exists(claimed()));
+    EXPECT_FALSE(Exists(progress()));
+  }
+}
+
+TEST_F(DeliveryTest, ARefusedThirdBatchLeavesTheRestInTheCacheByteForByteForTheNextRun) {
+  constexpr int kEvents = 1000, kBatch = 100;
+  for (int status : {500, 503, 404}) {
+    SCOPED_TRACE("collector answers " + std::to_string(status));
+    Collector::Stage("{\"fail\":{\"3\":" + std::to_string(status) + "}}");
+    Fill(cache_, kEvents);
+    const std::string original = ReadBytes(cache_);
+
+    EXPECT_EQ(Run("-submit_cache --batch 100"), 1);
+    EXPECT_EQ(Collector::Events().size(), 2u * kBatch);
+    EXPECT_EQ(ReadBytes(cache_), original.substr(OffsetOfRecord(original, 2 * kBatch)));
+    EXPECT_FALSE(Exists(claimed()));
+    EXPECT_FALSE(Exists(progress()));
+
+    ASSERT_EQ(Run("-submit_cache --batch 100"), 0);
+    const auto counts = CountByPoint(Collector::Events());
+    ASSERT_EQ(counts.size(), static_cast<std::size_t>(kEvents));
+    for (const auto& [point, times] : counts) EXPECT_EQ(times, 1) << point.second;
+    EXPECT_FALSE(Exists(cache_));
+  }
+}
+
+// The module appended while the refused upload ran: the live cache is no longer empty, so the
+// undelivered records wait in the claimed file and the next run sends them first.
+TEST_F(DeliveryTest, ARefusalAfterNewAppendsKeepsTheRestClaimedAndTheNextRunSendsItFirst) {
+  Collector::Stage("{\"fail\":{\"2\":500},\"delay\":{\"2\":600000}}");
+  Fill(cache_, 300);
+  const std::string original = ReadBytes(cache_);
+  platform::ProcessHandle helper = Start("-submit_cache --batch 100");
+  WaitFor([] { return Collector::Requests().size() >= 2; });
+  Fill(cache_, 50, 7);
+  const std::string appended = ReadBytes(cache_);
+  Collector::Release();
+  EXPECT_EQ(Finish(helper), 1);
+
+  EXPECT_EQ(ReadBytes(claimed()), original.substr(OffsetOfRecord(original, 100)));
+  EXPECT_EQ(ReadBytes(cache_), appended);
+
+  Collector::Stage();
+  ASSERT_EQ(Run("-submit_cache --batch 100"), 0);
+  const Json::Value events = Collector::Events();
+  ASSERT_EQ(events.size(), 250u);
+  EXPECT_EQ(events[0], Event(1001, 100));
+  EXPECT_EQ(events[199], Event(1001, 299));
+  EXPECT_EQ(events[200], Event(7, 0));
+  EXPECT_FALSE(Exists(claimed()));
+  EXPECT_FALSE(Exists(cache_));
+}
+
+TEST_F(DeliveryTest, DamagedRecordsAreDroppedAndEverythingWholeIsDelivered) {
+  Fill(cache_, 10);
+  std::string bytes = ReadBytes(cache_);
+  const std::size_t third = OffsetOfRecord(bytes, 2), fourth = OffsetOfRecord(bytes, 3);
+  for (std::size_t i = third + 4; i < fourth; ++i) bytes[i] = static_cast<char>(bytes[i] ^ 0x5A);
+  WriteBytes(cache_, bytes + std::string("\x30\x00\x00\x00" "tail", 8));
+
+  ASSERT_EQ(Run("-submit_cache --batch 4"), 0);
+  const auto counts = CountByPoint(Collector::Events());
+  EXPECT_EQ(counts.size(), 9u);
+  EXPECT_EQ(counts.count({1001, 2}), 0u);
+  EXPECT_FALSE(Exists(cache_));
+}
+
+TEST_F(DeliveryTest, NothingToDeliverIsSuccessAndSendsNothing) {
+  for (bool emptyFile : {false, true}) {
+    SCOPED_TRACE(emptyFile ? "empty cache file" : "no cache file");
+    if (emptyFile) WriteBytes(cache_, "");
+    EXPECT_EQ(Run("-submit_cache"), 0);
+    EXPECT_EQ(Collector::Requests().size(), 0u);
+  }
+}
+
+}  // namespace
+}  // namespace orin::testing

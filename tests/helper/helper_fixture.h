@@ -1,0 +1,144 @@
+#pragma once
+// A host folder with the real orinhlp.exe and its INI files, a cache to fill, and the collector
+// that with-servers started in this test's network namespace (ports 80 and 443 of 127.0.0.1).
+#include <chrono>
+#include <functional>
+#include <map>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <json/json.h>
+
+#include "cache/CAnalyticsFile.h"
+#include "cache/record_format.h"
+#include "common/json_text.h"
+#include "net/http_client.h"
+#include "platform/files.h"
+#include "platform/host_paths.h"
+#include "platform/os.h"
+#include "platform/process.h"
+#include "platform/profile.h"
+#include "support/TempDir.h"
+
+namespace orin::testing {
+
+// The collector's control and inspection routes (plain HTTP).
+struct Collector {
+  static Json::Value Call(const char* path, bool get, const std::string& body = "") {
+    net::HttpRequestInfo request{"127.0.0.1", path, "content-type:application/json", body, get};
+    net::HttpResponseInfo response;
+    net::ErrorInfo error;
+    Json::Value out;
+    if (!net::PostRequest(response, request, error) || response.statusCode != 200) {
+      ADD_FAILURE() << "collector call " << path << " failed: status " << response.statusCode;
+      return out;
+    }
+    ParseJsonText(response.body.data(), response.body.data() + response.body.size(), out);
+    return out;
+  }
+  // Forgets everything received; stages {"fail":{"N":status},"delay":{"N":ms}}.
+  static void Stage(const std::string& stage = "{}") { Call("/collector/stage", false, stage); }
+  static void Release() { Call("/collector/release", false); }
+  static Json::Value Events() { return Call("/collector/events", true); }
+  static Json::Value Requests() { return Call("/collector/requests", true); }
+  static Json::Value Exchanges() { return Call("/collector/exchanges", true); }
+};
+
+// How often each (l, n) pair arrived.
+inline std::map<std::pair<int, int>, int> CountByPoint(const Json::Value& events) {
+  std::map<std::pair<int, int>, int> counts;
+  for (const Json::Value& e : events) ++counts[{e["l"].asInt(), e["n"].asInt()}];
+  return counts;
+}
+
+// Waits for a condition another process brings about. A hang is ended by ctest's time-out;
+// no result depends on how long this takes.
+inline void WaitFor(const std::function<bool()>& condition) {
+  while (!condition()) std::this_thread::sleep_for(std::chrono::milliseconds(20));
+}
+
+inline std::string BuildFolder() {
+  char self[1024] = {};
+  const std::uint32_t n = platform::HostExecutablePath(self, sizeof self);
+  std::string path(self, n);
+  path.resize(path.find_last_of(platform::kPathSep) + 1);
+  return path;  // .../tests/helper/
+}
+
+inline std::string Sep() { return std::string(1, platform::kPathSep); }
+
+class HelperTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    if (std::getenv("ORIN_TEST_SERVER_DIR") == nullptr) {
+      GTEST_SKIP() << "run through ctest (tests/net/with-servers and the collector)";
+    }
+    Collector::Stage();
+    host_ = dir_.File("host");
+    platform::CreateDir(host_.c_str());
+    const std::string built = BuildFolder() + ".." + Sep() + ".." + Sep() + "helper" + Sep() + "orinhlp.exe";
+    ASSERT_TRUE(platform::CopyFileOverwriting(built.c_str(), helper().c_str())) << built;
+    cache_ = dir_.File("KD_OF.dat");
+    WriteIni("Analyze", "Cache", cache_);
+    WriteIni("Analyze", "Address", "https://127.0.0.1/api/v2/soft/collect");
+    WriteIni("Analyze", "usercfg", dir_.File("usercfg.ini"));
+  }
+
+  std::string helper() const { return host_ + Sep() + "orinhlp.exe"; }
+  std::string claimed() const { return cache_ + ".sending"; }
+  std::string progress() const { return cache_ + ".sent"; }
+
+  void WriteIni(const char* section, const char* key, const std::string& value,
+                const char* file = "OrAnacfg.ini") {
+    ASSERT_TRUE(platform::WriteProfileString(section, key, value.c_str(),
+                                             (host_ + Sep() + file).c_str()));
+  }
+
+  static Json::Value Event(int l, int n) {
+    Json::Value e;
+    e["l"] = l;
+    e["n"] = n;
+    e["u"] = "dev_id_00000000-0000-4000-8000-000000000001";
+    e["t"] = 1763900000 + n;
+    e["v"] = "7.3.1.9";
+    e["re"] = "en";
+    e["p"]["pad"] = std::string(static_cast<std::size_t>(n % 61), 'p');
+    return e;
+  }
+
+  // Events l/0 .. l/count-1 appended as the module appends them.
+  void Fill(const std::string& path, int count, int l = 1001) {
+    CAnalyticsFile file;
+    for (int n = 0; n < count; ++n) ASSERT_TRUE(file.AppendEvent(path.c_str(), Event(l, n)));
+  }
+
+  platform::ProcessHandle Start(const std::string& args) {
+    return platform::StartProcess("\"" + helper() + "\" " + args);
+  }
+
+  static int Finish(platform::ProcessHandle process) {
+    if (process == nullptr) return -1;
+    platform::WaitProcess(process, 0xFFFFFFFFu);
+    std::uint32_t code = 0xDEAD;
+    platform::ProcessExitCode(process, code);
+    platform::CloseProcess(process);
+    return static_cast<int>(code);
+  }
+
+  int Run(const std::string& args) { return Finish(Start(args)); }
+
+  // Byte offset of record `index` in a cache file's bytes.
+  static std::size_t OffsetOfRecord(const std::string& bytes, int index) {
+    std::size_t at = 0;
+    for (int i = 0; i < index; ++i) at += static_cast<std::size_t>(record::ReadLength(bytes.data() + at));
+    return at;
+  }
+
+  TempDir dir_;
+  std::string host_, cache_;
+};
+
+}  // namespace orin::testing
