@@ -1,10 +1,13 @@
 #!/usr/bin/env bash
-# The main job: a stand-in host reports points through the real module in a fresh sandbox, the
-# module starts the (stand-in) helper, and the cache is shown decoded. Only the sandbox is written.
+# The main job, the whole road: a stand-in host reports points through the real module in a fresh
+# sandbox, the module caches them and starts the real helper (orinhlp.exe), which delivers the
+# cache to a local collector (orincollect); the demo ends with the collector's report. Only the
+# sandbox is written.
 #   demo.sh BUILD_DIR SANDBOX [--windows]
 set -euo pipefail
-build=$1
-sandbox=$2
+build=$(cd "$1" && pwd)
+mkdir -p "$2"
+sandbox=$(cd "$2" && pwd)
 windows=${3:-}
 
 if [[ $windows == --windows ]]; then
@@ -12,24 +15,62 @@ if [[ $windows == --windows ]]; then
   # The Wine prefix lives in the sandbox too; it is kept between runs because making one is slow.
   export WINEPREFIX=$sandbox/wineprefix WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
   run() { /usr/lib/wine/wine64 "$@"; }
-  find "$sandbox" -mindepth 1 -maxdepth 1 ! -name wineprefix -exec rm -rf {} +
-  mkdir -p "$WINEPREFIX"
-  [[ -f $WINEPREFIX/system.reg ]] || { echo "(making a Wine prefix in the sandbox, once)"; run wineboot -i >/dev/null 2>&1 || true; }
   data="$WINEPREFIX/drive_c/ProgramData/QuillBR"
-  rm -rf "$data"
+  collector=$build/tools/orincollect/host/orincollect
 else
   exe= module=liborinpoint.so
   run() { "$@"; }
-  rm -rf "$sandbox"
   data=$sandbox/data/QuillBR
   export ORIN_COMMON_APPDATA=$sandbox/data ORIN_LOCK_DIR=$sandbox
+  collector=$build/tools/orincollect/orincollect
 fi
 host=$sandbox/host
-mkdir -p "$host" "$(dirname "$data")"
+db=$sandbox/collector/events.db
 
-cp "$build/facade/$module" "$build/tools/orinhost/orinhost$exe" "$host/"
-# The stand-in helper only writes its command line to orinhlp.log beside itself.
-cp "$build/tests/analytics/orinhlp.exe" "$host/orinhlp.exe"
+# The part that talks to the network, run in a private network namespace when there is one: the
+# collector on ports 80 and 443 of 127.0.0.1, the host, and a last helper run that waits for the
+# one the module started (they take turns) and delivers whatever is left.
+road() {
+  ip link set lo up 2>/dev/null || true
+  rm -f "$sandbox/collector/ready"
+  "$collector" serve --quiet --db "$db" --cert "$sandbox/collector/cert.pem" \
+    --key "$sandbox/collector/key.pem" --ready "$sandbox/collector/ready" \
+    2>"$sandbox/collector/serve.log" &
+  local collector_pid=$!
+  trap 'kill "$collector_pid" 2>/dev/null || true' RETURN
+  for _ in $(seq 1 200); do
+    [[ -f $sandbox/collector/ready ]] && break
+    kill -0 "$collector_pid" 2>/dev/null || { cat "$sandbox/collector/serve.log" >&2; return 1; }
+    sleep 0.05
+  done
+  echo
+  echo "== the host starts the module and reports three points, then asks for an upload"
+  (cd "$host" && run "./orinhost$exe") | sed 's/^/  /'
+  echo
+  echo "== the helper once more, by hand (--verbose), after the one the module started"
+  (cd "$host" && run "./orinhlp.exe" -submit_cache --verbose) 2>&1 | sed 's/^/  /'
+  if [[ $windows == --windows ]]; then /usr/lib/wine/wineserver -w 2>/dev/null || true; fi
+}
+
+if [[ ${ORIN_DEMO_ROAD:-} == 1 ]]; then
+  road
+  exit
+fi
+
+if [[ $windows == --windows ]]; then
+  find "$sandbox" -mindepth 1 -maxdepth 1 ! -name wineprefix -exec rm -rf {} +
+  mkdir -p "$WINEPREFIX"
+  [[ -f $WINEPREFIX/system.reg ]] || { echo "(making a Wine prefix in the sandbox, once)"; run wineboot -i >/dev/null 2>&1 || true; }
+  # The wineserver makes the sockets, so it must start inside the namespace: none may run yet.
+  /usr/lib/wine/wineserver -k 2>/dev/null || true
+  /usr/lib/wine/wineserver -w 2>/dev/null || true
+  rm -rf "$data"
+else
+  rm -rf "$sandbox"
+fi
+mkdir -p "$host" "$(dirname "$data")" "$sandbox/collector"
+
+cp "$build/facade/$module" "$build/tools/orinhost/orinhost$exe" "$build/helper/orinhlp.exe" "$host/"
 if [[ -f $build/tests/facade/pe_versioned.exe ]]; then
   cp "$build/tests/facade/pe_versioned.exe" "$host/Safekeep.exe"   # FILEVERSION 7.3.1.9
 fi
@@ -45,40 +86,42 @@ versionCode=7
 [ProductVersion]
 v=3
 INI
+# The collect address the helper reads; the file wins over the module's built-in choice.
+cat >"$host/OrAnacfg.ini" <<'INI'
+[Analyze]
+Address=https://127.0.0.1/api/v2/soft/collect
+INI
 mkdir -p "$data"
 cat >"$data/BackupRecovery.ini" <<'INI'
 [Marketing]
 SourceID=demo-campaign
 NewPid=demo-pid
 INI
+# A certificate made now for the collector's HTTPS; the module's client accepts an unknown issuer.
+openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj /CN=127.0.0.1 \
+  -keyout "$sandbox/collector/key.pem" -out "$sandbox/collector/cert.pem" >/dev/null 2>&1
 
 echo "sandbox: $sandbox"
 echo "host folder: $(cd "$host" && ls | tr '\n' ' ')"
 echo "shared data folder: $data"
-echo
-echo "== the host starts the module and reports three points, then asks for an upload"
-# The module's only network traffic is the device-id exchange at start-up; in a private network
-# namespace it fails at once and a local id is made.
-cd "$host"
-if [[ $windows == --windows ]]; then host_cmd=(/usr/lib/wine/wine64 ./orinhost.exe); else host_cmd=(./orinhost); fi
+echo "collector: $collector, storing in $db"
+export ORIN_DEMO_ROAD=1
 if unshare -n true 2>/dev/null; then
-  echo "(running in a private network namespace: nothing leaves this machine)"
-  unshare -n sh -c 'ip link set lo up 2>/dev/null; exec "$@"' sh "${host_cmd[@]}"
+  echo "(running in a private network namespace: the collector holds ports 80 and 443 of 127.0.0.1 there, nothing leaves this machine)"
+  unshare -n "$0" "$@"
 else
-  echo "(no private network namespace here: the device-id request goes to the placeholder host and fails)"
-  "${host_cmd[@]}"
+  echo "(no private network namespace here: the collector needs ports 80 and 443 of this machine's 127.0.0.1)"
+  "$0" "$@"
 fi
+unset ORIN_DEMO_ROAD
 
-echo
-echo "== the helper was started as:"
-sed 's/\t/ /g; s/^/  /' "$host/orinhlp.log"
 echo
 echo "== what the module left for the helper in OrAnacfg.ini"
 sed 's/^/  /' "$host/OrAnacfg.ini"
 echo
-echo "== the cache file, record by record (orincache list)"
-if [[ $windows == --windows ]]; then
-  run "$build/tools/orincache/orincache$exe" list "Z:$data/KD_OF.dat" | sed 's/^/  /'
-else
-  "$build/tools/orincache/orincache" list "$data/KD_OF.dat" | sed 's/^/  /'
-fi
+echo "== what is left in the cache folder"
+left=$(cd "$data" && ls KD_OF.dat* 2>/dev/null || true)
+echo "  ${left:-nothing: every event was delivered}"
+echo
+echo "== the collector's report (orincollect report)"
+"$collector" report "$db" | sed 's/^/  /'
