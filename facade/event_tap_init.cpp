@@ -1,4 +1,5 @@
 // The facade's start-up: what it learns of the host and hands to the engine, in a fixed order.
+#include <cstdlib>
 #include <string>
 
 #include "analytics/endpoints.h"
@@ -26,6 +27,13 @@ constexpr std::int32_t kKeySetupTime = 8;    // "i"
 constexpr std::int32_t kKeySetupDays = 9;    // "id"
 constexpr std::int32_t kKeyProductId = 11;   // "c"
 
+// The one facade whose thread must stop before the process's statics go away.
+CEventTap* exitingFacade = nullptr;
+
+void StopFacadeAtExit() {
+  if (exitingFacade != nullptr) exitingFacade->StopHandlingAtExit();
+}
+
 }  // namespace
 
 void CEventTap::RefreshEnvironment(IQuillAnalyze* engine) {
@@ -37,6 +45,12 @@ void CEventTap::RefreshEnvironment(IQuillAnalyze* engine) {
 void CEventTap::InitializeEngine() {
   IQuillAnalyze* engine = GetAnalyzeEngine();
   engine_.store(engine);
+  // Registered after the engine and before the probes fill their cached paths, so it runs
+  // before either is destroyed.
+  if (exitingFacade == nullptr) {
+    exitingFacade = this;
+    std::atexit(&StopFacadeAtExit);
+  }
   const bool hostFlag = QueryHostFlag();
   const char* collectHost = IsCollectSwitchSet() ? kSecondaryCollectHost : kPrimaryCollectHost;
   const std::string collectUrl = std::string("https://") + collectHost + kCollectPath;
