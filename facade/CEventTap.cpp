@@ -43,6 +43,8 @@ unsigned CEventTap::ThreadMain(void* self) {
       local.swap(tap->queue_);
     }
     for (const EventTapRequest& request : local) {
+      std::lock_guard<std::mutex> busy(tap->handling_);
+      if (tap->exiting_) break;
       tap->Handle(request);
       tap->handled_.fetch_add(1, std::memory_order_release);
     }
@@ -87,6 +89,11 @@ void CEventTap::Handle(const EventTapRequest& request) {
   } catch (...) {
     if (request.type == EventTapRequest::kInitialize) MarkStartUpDone();
   }
+}
+
+void CEventTap::StopHandlingAtExit() {
+  std::lock_guard<std::mutex> busy(handling_);
+  exiting_ = true;
 }
 
 void CEventTap::MarkStartUpDone() {

@@ -61,6 +61,16 @@ class CEventTap : public IEventTap {
   std::condition_variable startUpDone_;
   bool startUpFinished_ = false;
   std::atomic<std::uint64_t> handled_{0};
+  // Held while one request is handled. At process exit the facade stops handling requests
+  // before the engine and the cached paths it uses are destroyed (POSIX runs those destructors
+  // while other threads still run; Windows ends them first).
+  std::mutex handling_;
+  bool exiting_ = false;
+
+ public:
+  // Registered with the runtime's exit list once the engine exists, so it runs before the
+  // engine's own destruction: waits for the request in hand and handles no other.
+  void StopHandlingAtExit();
 };
 
 }  // namespace orin

@@ -1,4 +1,5 @@
 // The facade's start-up: what it learns of the host and hands to the engine, in a fixed order.
+#include <cstdlib>
 #include <string>
 
 #include "analytics/endpoints.h"
@@ -6,6 +7,7 @@
 #include "facade/host_companion.h"
 #include "facade/host_environment.h"
 #include "facade/language.h"
+#include "facade/os_name.h"
 
 namespace orin {
 namespace {
@@ -26,6 +28,13 @@ constexpr std::int32_t kKeySetupTime = 8;    // "i"
 constexpr std::int32_t kKeySetupDays = 9;    // "id"
 constexpr std::int32_t kKeyProductId = 11;   // "c"
 
+// The one facade whose thread must stop before the process's statics go away.
+CEventTap* exitingFacade = nullptr;
+
+void StopFacadeAtExit() {
+  if (exitingFacade != nullptr) exitingFacade->StopHandlingAtExit();
+}
+
 }  // namespace
 
 void CEventTap::RefreshEnvironment(IQuillAnalyze* engine) {
@@ -37,16 +46,19 @@ void CEventTap::RefreshEnvironment(IQuillAnalyze* engine) {
 void CEventTap::InitializeEngine() {
   IQuillAnalyze* engine = GetAnalyzeEngine();
   engine_.store(engine);
+  // Registered after the engine and before the probes fill their cached paths, so it runs
+  // before either is destroyed.
+  if (exitingFacade == nullptr) {
+    exitingFacade = this;
+    std::atexit(&StopFacadeAtExit);
+  }
   const bool hostFlag = QueryHostFlag();
   const char* collectHost = IsCollectSwitchSet() ? kSecondaryCollectHost : kPrimaryCollectHost;
   const std::string collectUrl = std::string("https://") + collectHost + kCollectPath;
 
-  std::string osName;
-  GetOsProductName(osName);
-  if (IsWindows11()) {
-    const std::string::size_type at = osName.find("10");
-    if (at != std::string::npos) osName[at + 1] = '1';
-  }
+  std::string productName;
+  GetOsProductName(productName);
+  const std::string osName = OsNameForEvents(productName, IsWindows11());
 
   std::int64_t firstSetupTime = 0;
   const std::int32_t days = GetFirstSetupInfo(firstSetupTime);

@@ -7,10 +7,11 @@
 #include "platform/os.h"
 
 namespace orin {
-namespace {
 
 // The host objects are C++ objects of the host's own making; only their slots matter here. No
 // destructor is declared, so these slot numbers hold for MSVC- and GCC-built hosts alike.
+// Declared outside an unnamed namespace on purpose: the compiler would otherwise see that no
+// class here implements them and treat the calls as unreachable.
 class HostSystemObject {
  public:
   virtual std::int32_t Op1() = 0;
@@ -29,6 +30,8 @@ class HostLanguageObject {
   virtual std::int32_t Op2() = 0;
   virtual std::int32_t LanguageId() = 0;
 };
+
+namespace {
 
 using GetObjectFn = void* (*)();
 
