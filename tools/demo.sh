@@ -44,8 +44,12 @@ road() {
     sleep 0.05
   done
   echo
-  echo "== the host starts the module and reports three points, then asks for an upload"
-  (cd "$host" && run "./orinhost$exe") | sed 's/^/  /'
+  echo "== the host starts the module and reports three points; the module caches them"
+  (cd "$host" && run "./orinhost$exe" script point 1 100 , record , point 2 200 , \
+     param 0 size_gb 42 , record , point 2 201 , param 0 seconds 315 , record , wait 3) | sed 's/^/  /'
+  echo
+  echo "== the host asks for an upload: the module starts orinhlp.exe -submit_cache"
+  (cd "$host" && run "./orinhost$exe" submit) | sed 's/^/  /'
   echo
   echo "== the helper once more, by hand (--verbose), after the one the module started"
   (cd "$host" && run "./orinhlp.exe" -submit_cache --verbose) 2>&1 | sed 's/^/  /'

@@ -1,0 +1,130 @@
+// Cache delivery: events per second from a full cache to orincollect through the helper's
+// delivery, beside the same batches posted straight to the collector. Needs ports 80 and 443 of
+// 127.0.0.1, so ./dev bench runs it in a private network namespace; elsewhere it is skipped.
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+#include <json/value.h>
+
+#include "cache/CAnalyticsFile.h"
+#include "common/json_text.h"
+#include "helper/collector_client.h"
+#include "helper/commands.h"
+#include "net/http_client.h"
+#include "platform/os.h"
+#include "platform/process.h"
+#include "platform/thread.h"
+#include "typical_event.h"
+
+namespace {
+
+constexpr int kEvents = 10000;
+constexpr int kBatch = 200;
+const std::string kFolder = "orin-bench-collector";
+
+bool Post(const char* path, bool get, bool secure, const std::string& body) {
+  orin::net::HttpRequestInfo request{"127.0.0.1", path, "content-type:application/json", body,
+                                     get, secure, true};
+  orin::net::HttpResponseInfo response;
+  orin::net::ErrorInfo error;
+  return orin::net::PostRequest(response, request, error) &&
+         (response.statusCode == 200 || response.statusCode == 204);
+}
+
+// orincollect for the whole run, started on first use with a certificate made then.
+bool CollectorUp() {
+  static const bool up = [] {
+    const std::string mk = "rm -rf " + kFolder + " && mkdir -p " + kFolder +
+                           " && openssl req -x509 -newkey rsa:2048 -nodes -days 1"
+                           " -subj /CN=127.0.0.1 -keyout " + kFolder + "/key.pem -out " +
+                           kFolder + "/cert.pem >/dev/null 2>&1";
+    if (std::system(mk.c_str()) != 0) return false;
+    static orin::platform::ProcessHandle collector = orin::platform::StartProcess(
+        std::string(ORIN_BENCH_COLLECTOR) + " serve --quiet --db " + kFolder + "/events.db --cert " +
+        kFolder + "/cert.pem --key " + kFolder + "/key.pem --ready " + kFolder + "/ready");
+    if (collector == nullptr) return false;
+    std::atexit([] {
+      orin::platform::KillProcess(collector);
+      orin::platform::WaitProcess(collector, 0xFFFFFFFFu);
+    });
+    for (int i = 0; i < 200; ++i) {
+      if (std::ifstream(kFolder + "/ready")) return true;
+      if (orin::platform::WaitProcess(collector, 50)) return false;  // it could not listen
+    }
+    return false;
+  }();
+  return up;
+}
+
+// The collector forgets what it stored, so every round writes into a database of the same size.
+void ResetCollector() { Post("/collector/stage", false, false, "{}"); }
+
+std::string FullCacheBytes() {
+  const std::string path = kFolder + "/full.dat";
+  std::remove(path.c_str());
+  orin::CAnalyticsFile file;
+  for (int n = 0; n < kEvents; ++n) file.AppendEvent(path.c_str(), orin::TypicalEvent(n));
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+const char* SchemeOf(benchmark::State& state) { return state.range(0) != 0 ? "https" : "http"; }
+
+void BM_CacheToCollector(benchmark::State& state) {
+  if (!CollectorUp()) {
+    state.SkipWithError("no collector on ports 80/443 (run through ./dev bench)");
+    return;
+  }
+  const std::string bytes = FullCacheBytes();
+  orin::helper::Settings settings;
+  settings.cachePath = kFolder + "/KD_OF.dat";
+  settings.address = std::string(SchemeOf(state)) + "://127.0.0.1/api/v2/soft/collect";
+  const orin::helper::Report quiet(false);
+  for (auto _ : state) {
+    state.PauseTiming();
+    ResetCollector();
+    std::ofstream(settings.cachePath, std::ios::binary).write(bytes.data(), std::streamsize(bytes.size()));
+    state.ResumeTiming();
+    const orin::helper::Result result = orin::helper::SubmitCache(settings, kBatch, quiet);
+    if (result.code != 0) {
+      state.SkipWithError(result.reason.c_str());
+      break;
+    }
+  }
+  state.SetItemsProcessed(state.iterations() * kEvents);
+}
+BENCHMARK(BM_CacheToCollector)->Arg(0)->Arg(1)->ArgName("https")->UseRealTime()->Unit(benchmark::kMillisecond);
+
+// The same events in the same batches, already serialised, posted one after another.
+void BM_CacheToCollector_Floor(benchmark::State& state) {
+  if (!CollectorUp()) {
+    state.SkipWithError("no collector on ports 80/443 (run through ./dev bench)");
+    return;
+  }
+  std::vector<std::string> bodies;
+  for (int first = 0; first < kEvents; first += kBatch) {
+    Json::Value batch(Json::arrayValue);
+    for (int n = first; n < first + kBatch; ++n) batch.append(orin::TypicalEvent(n));
+    bodies.push_back(orin::ToFastText(batch));
+  }
+  const bool secure = state.range(0) != 0;
+  for (auto _ : state) {
+    state.PauseTiming();
+    ResetCollector();
+    state.ResumeTiming();
+    for (const std::string& body : bodies) {
+      if (!Post("/api/v2/soft/collect", false, secure, body)) {
+        state.SkipWithError("the collector refused a batch");
+        return;
+      }
+    }
+  }
+  state.SetItemsProcessed(state.iterations() * kEvents);
+}
+BENCHMARK(BM_CacheToCollector_Floor)->Arg(0)->Arg(1)->ArgName("https")->UseRealTime()->Unit(benchmark::kMillisecond);
+
+}  // namespace
