@@ -6,11 +6,15 @@
 namespace orin::helper {
 
 PostOutcome PostEvents(const Endpoint& endpoint, const Json::Value& events) {
+  return PostBody(endpoint, ToFastText(events));
+}
+
+PostOutcome PostBody(const Endpoint& endpoint, const std::string& body) {
   net::HttpRequestInfo request;
   request.host = endpoint.host;
   request.path = endpoint.path;
   request.headers = "content-type:application/json";
-  request.body = ToFastText(events);
+  request.body = body;
   request.secure = endpoint.secure;
   // Only the status decides; whatever the collector says besides is not read.
   request.skipReply = true;

@@ -16,5 +16,7 @@ struct PostOutcome {
 
 // Posts a JSON array of events through the module's own HTTP client.
 PostOutcome PostEvents(const Endpoint& endpoint, const Json::Value& events);
+// The same with the array already written as text.
+PostOutcome PostBody(const Endpoint& endpoint, const std::string& body);
 
 }  // namespace orin::helper

@@ -2,11 +2,14 @@
 // for the two renames that move records between the live cache and the claimed file, never
 // across a request. Progress is recorded after every delivered batch, so a helper killed at any
 // moment resends at most the batch that was in flight.
+#include <future>
 #include <string>
+#include <system_error>
 
 #include <json/value.h>
 
 #include "cache/CAnalyticsFile.h"
+#include "common/json_text.h"
 #include "helper/collector_client.h"
 #include "helper/commands.h"
 #include "helper/helper_lock.h"
@@ -25,9 +28,27 @@ struct Delivered {
   std::int32_t batches = 0;
 };
 
-// Delivers the claimed file from its recorded progress on. On a refused batch the undelivered
-// records are written back as the claimed file, byte for byte, and handed to the live cache
-// when that is still empty.
+// One batch taken from the claimed file, written as the text to post.
+struct Batch {
+  std::int32_t count = 0;  // records taken, whether they parsed or not
+  Json::ArrayIndex events = 0;
+  std::string body;
+};
+
+bool Take(CAnalyticsFile& file, std::int32_t size, Batch& out) {
+  Json::Value events(Json::arrayValue);
+  out.count = size;
+  if (!file.ReadNextBatch(events, out.count)) return false;
+  out.events = events.size();
+  // Records that no longer parse count as taken and are dropped; nothing to post for them.
+  out.body = events.empty() ? std::string() : ToFastText(events);
+  return true;
+}
+
+// Delivers the claimed file from its recorded progress on. The next batch is read and written
+// while the current one is on its way, so the collector does not wait for the helper. On a
+// refused batch the undelivered records are written back as the claimed file, byte for byte,
+// and handed to the live cache when that is still empty.
 Result DeliverClaimed(const InflightFiles& files, const Endpoint& endpoint, std::int32_t batch,
                       const Report& report, Delivered& total) {
   CAnalyticsFile file;
@@ -42,42 +63,57 @@ Result DeliverClaimed(const InflightFiles& files, const Endpoint& endpoint, std:
     std::int32_t count = done;
     file.ReadNextBatch(skipped, count);
   }
-  for (;;) {
-    Json::Value events(Json::arrayValue);
-    std::int32_t count = batch;
-    if (!file.ReadNextBatch(events, count)) break;
-    // Records that no longer parse count as taken and are dropped; nothing to post for them.
-    if (!events.empty()) {
-      const PostOutcome outcome = PostEvents(endpoint, events);
-      if (!outcome.delivered) {
-        file.PutBack(count);
-        const std::string kept = std::to_string(file.recordCount() - file.readIndex());
-        if (file.readIndex() > 0) {
-          // Only the undelivered tail is kept; it replaces the claimed file in one rename. A
-          // tail left by a helper killed here must not stand in for this one.
-          platform::RemoveFile(files.claimedNext().c_str());
-          if (file.CommitConsumed(files.claimedNext().c_str()) ||
-              !platform::MoveFileReplacing(files.claimedNext().c_str(), files.claimed.c_str())) {
-            return Result::Fail(kLocalFiles, outcome.reason + "; cannot rewrite " + files.claimed +
-                                                 " (the delivered part may be sent again)");
-          }
-        }
-        const bool returned = ReturnClaim(files);
-        report.Note(kept + " records " +
-                    (returned ? "back in the cache" : "kept in " + files.claimed));
-        return Result::Fail(kNotDelivered, outcome.reason + " on batch " +
-                                               std::to_string(total.batches + 1) + "; " + kept +
-                                               " records kept for the next run");
+  Batch current;
+  bool more = Take(file, batch, current);
+  while (more) {
+    std::future<PostOutcome> posting;
+    if (current.events > 0) {
+      try {
+        posting = std::async(std::launch::async, [&] { return PostBody(endpoint, current.body); });
+      } catch (const std::system_error&) {
+        // No thread to spare: the batch goes out below, after the next one is read.
       }
+    }
+    Batch next;
+    more = Take(file, batch, next);
+    PostOutcome outcome;
+    outcome.delivered = true;
+    if (posting.valid()) {
+      outcome = posting.get();
+    } else if (current.events > 0) {
+      outcome = PostBody(endpoint, current.body);
+    }
+    if (!outcome.delivered) {
+      file.PutBack(current.count + (more ? next.count : 0));
+      const std::string kept = std::to_string(file.recordCount() - file.readIndex());
+      if (file.readIndex() > 0) {
+        // Only the undelivered tail is kept; it replaces the claimed file in one rename. A
+        // tail left by a helper killed here must not stand in for this one.
+        platform::RemoveFile(files.claimedNext().c_str());
+        if (file.CommitConsumed(files.claimedNext().c_str()) ||
+            !platform::MoveFileReplacing(files.claimedNext().c_str(), files.claimed.c_str())) {
+          return Result::Fail(kLocalFiles, outcome.reason + "; cannot rewrite " + files.claimed +
+                                               " (the delivered part may be sent again)");
+        }
+      }
+      const bool returned = ReturnClaim(files);
+      report.Note(kept + " records " + (returned ? "back in the cache" : "kept in " + files.claimed));
+      return Result::Fail(kNotDelivered, outcome.reason + " on batch " +
+                                             std::to_string(total.batches + 1) + "; " + kept +
+                                             " records kept for the next run");
+    }
+    if (current.events > 0) {
       ++total.batches;
-      total.events += events.size();
+      total.events += current.events;
       report.Note("batch " + std::to_string(total.batches) + ": " +
-                  std::to_string(events.size()) + " events delivered (status " +
+                  std::to_string(current.events) + " events delivered (status " +
                   std::to_string(outcome.status) + ")");
     }
-    if (!WriteProgress(files, file.readIndex(), size)) {
+    // The batch read ahead is not delivered yet.
+    if (!WriteProgress(files, file.readIndex() - (more ? next.count : 0), size)) {
       report.Note("cannot record progress in " + files.progress);
     }
+    current = std::move(next);
   }
   if (file.CommitConsumed(files.claimed.c_str())) {
     // The claimed file first: a count without its file is recognised as stale.
