@@ -20,6 +20,10 @@ Result SubmitEvents(const Settings& settings, const std::string& json, const Rep
     one.append(events);
     events = one;
   }
+  if (events.empty()) {
+    report.Note("nothing to submit");
+    return Result::Ok();
+  }
   if (!settings.experienceOn) {
     report.Note("user experience is off: nothing sent");
     return Result::Ok();

@@ -91,6 +91,12 @@ TEST_F(CommandsTest, SubmitPostsTheArrayAndCachesItWhenTheCollectorRefuses) {
   }
 }
 
+TEST_F(CommandsTest, AnEmptySubmitSendsNothing) {
+  EXPECT_EQ(Run(SubmitArgs(Json::Value(Json::arrayValue))), 0);
+  EXPECT_EQ(Collector::Requests().size(), 0u);
+  EXPECT_FALSE(Exists(cache_));
+}
+
 TEST_F(CommandsTest, WithTheUserExperienceSwitchedOffNothingIsSentOrChanged) {
   Json::Value one(Json::arrayValue);
   one.append(Event(1001, 1));
