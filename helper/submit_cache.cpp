@@ -115,7 +115,9 @@ Result DeliverClaimed(const InflightFiles& files, const Endpoint& endpoint, std:
     }
     current = std::move(next);
   }
-  if (file.CommitConsumed(files.claimed.c_str())) {
+  // Everything was taken, so nothing is written; were a record left, it would go to the side
+  // file and the claimed file would stay whole.
+  if (file.CommitConsumed(files.claimedNext().c_str())) {
     // The claimed file first: a count without its file is recognised as stale.
     platform::RemoveFile(files.claimed.c_str());
     platform::RemoveFile(files.progress.c_str());
