@@ -23,15 +23,8 @@ constexpr std::uint32_t kInfinite = 0xFFFFFFFFu;
 struct PosixProcess {
   pid_t pid;
   bool reaped = false;  // touched only by the thread that holds the handle
-  bool statusKnown = false;
-  int status = 0;
+  int status = -1;      // as waitpid gave it; -1 when somebody else reaped the child
 };
-
-void Reaped(PosixProcess* process, int status) {
-  process->reaped = true;
-  process->statusKnown = true;
-  process->status = status;
-}
 
 // True when the child has ended and has been reaped; never blocks.
 bool TryReap(PosixProcess* process) {
@@ -42,8 +35,8 @@ bool TryReap(PosixProcess* process) {
     r = ::waitpid(process->pid, &status, WNOHANG);
   } while (r < 0 && errno == EINTR);
   // ECHILD: somebody else (a host with its own SIGCHLD handling) already reaped it.
-  if (r == process->pid) Reaped(process, status);
-  if (r < 0 && errno == ECHILD) process->reaped = true;
+  if (r == process->pid) process->status = status;
+  if (r == process->pid || (r < 0 && errno == ECHILD)) process->reaped = true;
   return process->reaped;
 }
 
@@ -112,8 +105,8 @@ bool WaitProcess(ProcessHandle process, std::uint32_t timeoutMs) {
     while (!p->reaped) {
       int status = 0;
       const pid_t r = ::waitpid(p->pid, &status, 0);
-      if (r == p->pid) Reaped(p, status);
-      if (r < 0 && errno != EINTR) p->reaped = true;
+      if (r == p->pid) p->status = status;
+      if (r == p->pid || (r < 0 && errno != EINTR)) p->reaped = true;
     }
     return true;
   }
@@ -135,7 +128,7 @@ bool WaitProcess(ProcessHandle process, std::uint32_t timeoutMs) {
 bool ProcessExitCode(ProcessHandle process, std::uint32_t& code) {
   if (process == nullptr) return false;
   auto* p = static_cast<PosixProcess*>(process);
-  if (!TryReap(p) || !p->statusKnown) return false;
+  if (!TryReap(p) || p->status < 0) return false;
   if (WIFEXITED(p->status)) {
     code = static_cast<std::uint32_t>(WEXITSTATUS(p->status));
   } else if (WIFSIGNALED(p->status)) {

@@ -26,16 +26,18 @@ bool WaitProcess(ProcessHandle process, std::uint32_t timeoutMs) {
   return WaitForSingleObject(static_cast<HANDLE>(process), timeoutMs) == WAIT_OBJECT_0;
 }
 
-void CloseProcess(ProcessHandle process) {
-  if (process != nullptr) CloseHandle(static_cast<HANDLE>(process));
-}
-
 bool ProcessExitCode(ProcessHandle process, std::uint32_t& code) {
   DWORD value = 0;
-  if (process == nullptr || !GetExitCodeProcess(static_cast<HANDLE>(process), &value)) return false;
-  if (value == STILL_ACTIVE) return false;
+  if (process == nullptr || !GetExitCodeProcess(static_cast<HANDLE>(process), &value) ||
+      value == STILL_ACTIVE) {
+    return false;
+  }
   code = value;
   return true;
+}
+
+void CloseProcess(ProcessHandle process) {
+  if (process != nullptr) CloseHandle(static_cast<HANDLE>(process));
 }
 
 bool KillProcess(ProcessHandle process) {
