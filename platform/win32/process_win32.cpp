@@ -26,6 +26,10 @@ bool WaitProcess(ProcessHandle process, std::uint32_t timeoutMs) {
   return WaitForSingleObject(static_cast<HANDLE>(process), timeoutMs) == WAIT_OBJECT_0;
 }
 
+bool KillProcess(ProcessHandle process) {
+  return process != nullptr && TerminateProcess(static_cast<HANDLE>(process), 1) != 0;
+}
+
 void CloseProcess(ProcessHandle process) {
   if (process != nullptr) CloseHandle(static_cast<HANDLE>(process));
 }
