@@ -61,7 +61,11 @@ bool CQuillAnalyze::LaunchCacheHelper(const char* option) {
   return StartHelper(Quoted(helper) + option, false);
 }
 
-bool CQuillAnalyze::LaunchCacheSubmit() { return LaunchCacheHelper(" -submit_cache"); }
+bool CQuillAnalyze::LaunchCacheSubmit() try {
+  return LaunchCacheHelper(" -submit_cache");
+} catch (...) {
+  return false;
+}
 
 bool CQuillAnalyze::LaunchCacheUpdate() { return LaunchCacheHelper(" -update_cache"); }
 
@@ -97,7 +101,7 @@ bool CQuillAnalyze::AppendTextToCache(const char* text) {
   lock.Lock();
   bool written = false;
   if (text != nullptr) {
-    std::FILE* file = std::fopen(cachePath_.c_str(), "ab+");
+    std::FILE* file = std::fopen(CachePath().c_str(), "ab+");
     if (file != nullptr) {
       written = std::fprintf(file, "%s", text) >= 0;
       std::fclose(file);
@@ -111,10 +115,11 @@ void CQuillAnalyze::BackupCacheFile() {
   CacheFileLock lock;
   GetAnalyticsFile();
   lock.Lock();
-  const std::string backup = cachePath_ + "-bak";
-  if (!platform::MoveFileReplacing(cachePath_.c_str(), backup.c_str())) {
-    platform::CopyFileOverwriting(cachePath_.c_str(), backup.c_str());
-    platform::RemoveFile(cachePath_.c_str());
+  const std::string cache = CachePath();
+  const std::string backup = cache + "-bak";
+  if (!platform::MoveFileReplacing(cache.c_str(), backup.c_str())) {
+    platform::CopyFileOverwriting(cache.c_str(), backup.c_str());
+    platform::RemoveFile(cache.c_str());
   }
   lock.Unlock();
   // Outside the lock, so the helper can take the cache at once.

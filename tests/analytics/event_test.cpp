@@ -4,6 +4,7 @@
 
 #include "analytics/worker_gate.h"
 #include "engine_test_util.h"
+#include "platform/process.h"
 
 namespace orin {
 namespace {
@@ -162,6 +163,19 @@ TEST_F(DispatchTest, WorkerWaitsWhileUIsTheFirstCommonKeyAndStopsForGood) {
   platform::SleepMs(kSeveralWorkerPassesMs);
   EXPECT_EQ(e->calls().size(), 3u);
   EXPECT_EQ(e->queuedCount(), 2u);
+}
+
+// Without StopWorker the worker would run on through the exit-time destructors (POSIX).
+TEST_F(DispatchTest, AHostMayExitWhileTheProcessWideWorkerRuns) {
+  const std::string report = dir.File("report.txt");
+  platform::ProcessHandle child = platform::StartProcess(
+      "\"" + testing::ProgramFolder() + (platform::kIsWindows ? "engine_exit_with_worker.exe" : "engine_exit_with_worker") +
+      "\" \"" + cachePath() + "\" \"" + dir.File("id.ini") + "\" \"" + report + "\"");
+  ASSERT_NE(child, nullptr);
+  EXPECT_TRUE(platform::WaitProcess(child, 600000));
+  platform::CloseProcess(child);
+  EXPECT_EQ(testing::ReadBytes(report), "quiet");
+  EXPECT_GT(testing::ReadBytes(cachePath()).size(), 0u);
 }
 
 TEST(Lifecycle, NothingLeavesBeforeInitialization) {
