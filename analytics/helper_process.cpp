@@ -3,6 +3,7 @@
 #include <mutex>
 
 #include "analytics/CQuillAnalyze.h"
+#include "analytics/helper_command.h"
 #include "cache/CAnalyticsFile.h"
 #include "cache/CacheFileLock.h"
 #include "common/json_text.h"
@@ -20,8 +21,6 @@ constexpr std::uint32_t kHelperPathBufferSize = 512;
 constexpr std::size_t kEscapeBufferSize = 1024;
 constexpr std::uint32_t kSubmitWaitMs = 20000;
 constexpr std::uint32_t kAfterStartPauseMs = 500;
-
-std::string Quoted(const char* path) { return std::string("\"") + path + "\""; }
 
 }  // namespace
 
@@ -58,16 +57,16 @@ bool CQuillAnalyze::LaunchCacheHelper(const char* option) {
   if (!initialized_ || !sendEnabled_) return false;
   const char* helper = GetHelperPath();
   if (helper == nullptr) return false;
-  return StartHelper(Quoted(helper) + option, false);
+  return StartHelper(HelperCommandLine(helper, option), false);
 }
 
 bool CQuillAnalyze::LaunchCacheSubmit() try {
-  return LaunchCacheHelper(" -submit_cache");
+  return LaunchCacheHelper("-submit_cache");
 } catch (...) {
   return false;
 }
 
-bool CQuillAnalyze::LaunchCacheUpdate() { return LaunchCacheHelper(" -update_cache"); }
+bool CQuillAnalyze::LaunchCacheUpdate() { return LaunchCacheHelper("-update_cache"); }
 
 bool CQuillAnalyze::LaunchSubmit(const Json::Value& events, bool wait) {
   std::string text = ToFastText(events);
@@ -76,7 +75,7 @@ bool CQuillAnalyze::LaunchSubmit(const Json::Value& events, bool wait) {
   if (text.empty()) return false;
   const char* helper = GetHelperPath();
   if (helper == nullptr) return false;
-  return StartHelper(Quoted(helper) + " -submit \"" + text + "\"", wait);
+  return StartHelper(SubmitCommandLine(helper, text), wait);
 }
 
 void CQuillAnalyze::EscapeQuotes(std::string& text) {
