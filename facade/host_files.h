@@ -1,0 +1,10 @@
+#pragma once
+#include <string>
+
+namespace orin::facade_detail {
+
+// Version.ini beside the host, built in a 260-character buffer as the edition probes do (unlike
+// the 1024-character GetVersionIniPath); empty when the host path has no separator.
+std::string ShortVersionIniPath();
+
+}  // namespace orin::facade_detail

@@ -1,0 +1,122 @@
+// Where the module's per-machine files live and which host files it reads. Paths are narrow text
+// on every system (Version.ini and Safekeep.exe included), with the platform's separator.
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include "facade/host_environment.h"
+#include "facade/host_files.h"
+#include "platform/files.h"
+#include "platform/host_paths.h"
+#include "platform/last_error.h"
+#include "platform/os.h"
+#include "platform/profile.h"
+
+namespace orin {
+namespace {
+
+using platform::kPathSep;
+
+constexpr std::uint32_t kPathBufferSize = 260;
+constexpr std::uint32_t kWidePathBufferSize = 1024;
+
+std::string WithSep(const char* name) { return std::string(1, kPathSep) + name; }
+
+// The common application-data folder + "QuillBR", created when only its last level is missing.
+// createFailed tells a failed creation (already reported with `caller`) from the rest.
+std::string QuillFolder(const char* caller, bool& createFailed) {
+  char buffer[kPathBufferSize] = {};
+  platform::CommonAppDataFolder(buffer, kPathBufferSize);
+  // A bounded append: an over-long folder is cut rather than overrunning the buffer.
+  std::string folder = std::string(buffer) + WithSep("QuillBR");
+  if (folder.size() >= kPathBufferSize) folder.resize(kPathBufferSize - 1);
+  createFailed = false;
+  // Only a missing last level is created; a missing folder above it is left alone, silently.
+  if (platform::QueryPath(folder.c_str()) == platform::PathStatus::kNotFound &&
+      !platform::CreateDir(folder.c_str())) {
+    std::printf("Failed to CreateDirectory by %s, %d", caller, platform::LastErrorCode());
+    createFailed = true;
+  }
+  return folder;
+}
+
+// The cached forms keep their path even after a failed creation.
+const std::string& CachedDataPath(std::string& cache, const char* fileName) {
+  if (cache.empty()) {
+    bool failed = false;
+    cache = QuillFolder("GetLmAnalyticsPath()", failed) + fileName;
+  }
+  return cache;
+}
+
+std::string UncachedDataPath(const std::string& fileName) {
+  bool failed = false;
+  const std::string folder = QuillFolder("GetUserConfig()", failed);
+  return failed ? std::string() : folder + fileName;
+}
+
+// Version.ini beside the host in a buffer of `size`; empty when the host path has no separator
+// or the name does not fit.
+std::string VersionIniIn(char* buffer, std::uint32_t size) {
+  platform::HostExecutablePath(buffer, size);
+  char* lastSep = std::strrchr(buffer, kPathSep);
+  if (lastSep == nullptr) return std::string();
+  const std::string name = WithSep("Version.ini");
+  if (std::size_t(lastSep - buffer) + name.size() >= size) return std::string();
+  std::memcpy(lastSep, name.c_str(), name.size() + 1);
+  return buffer;
+}
+
+}  // namespace
+
+std::string GetUserDataFolder() {
+  static std::string cache;
+  return CachedDataPath(cache, "");
+}
+
+std::string GetFirstSetupIniPath() {
+  static std::string cache;
+  return CachedDataPath(cache, WithSep("BackupRecovery.ini").c_str());
+}
+
+std::string GetCacheDataPath() {
+  static std::string cache;
+  return CachedDataPath(cache, WithSep("KD_OF.dat").c_str());
+}
+
+std::string GetUserConfig() { return UncachedDataPath(WithSep("usercfg.ini")); }
+
+std::string GetMarketingIniPath() { return UncachedDataPath(WithSep("BackupRecovery.ini")); }
+
+const char* GetVersionIniPath() {
+  static char buffer[kWidePathBufferSize];
+  return VersionIniIn(buffer, kWidePathBufferSize).empty() ? nullptr : buffer;
+}
+
+std::string facade_detail::ShortVersionIniPath() {
+  char buffer[kPathBufferSize] = {};
+  return VersionIniIn(buffer, kPathBufferSize);
+}
+
+// Deliberately inverted: one character other than "1" selects the secondary endpoint; "1",
+// nothing, or anything longer keeps the primary one.
+bool IsCollectSwitchSet() {
+  static std::string path;
+  if (path.empty()) {
+    char buffer[kPathBufferSize] = {};
+    if (platform::HostExecutablePath(buffer, kPathBufferSize) == 0) {
+      buffer[0] = '.';
+      buffer[1] = kPathSep;
+      buffer[2] = '\0';
+    } else {
+      char* lastSep = std::strrchr(buffer, kPathSep);
+      if (lastSep != nullptr && lastSep[1] != '\0') lastSep[1] = '\0';
+    }
+    path = std::string(buffer) + "BackupRecovery.ini";
+  }
+  char value[kPathBufferSize] = {};
+  platform::ReadProfileString("EventTap", "switch", "", value, kPathBufferSize, path.c_str());
+  return std::strlen(value) == 1 && value[0] != '1';
+}
+
+}  // namespace orin

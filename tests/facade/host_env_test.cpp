@@ -1,0 +1,257 @@
+// Host probes. What depends on the host's folder (or on cached paths) runs in a child copied into
+// a folder of its own; the shared data folder is probed in this process.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <string>
+#include <vector>
+
+#include "facade/host_environment.h"
+#include "platform/files.h"
+#include "platform/host_paths.h"
+#include "platform/os.h"
+#include "platform/os_version.h"
+#include "platform/process.h"
+#include "platform/profile.h"
+#include "support/TempDir.h"
+
+namespace orin {
+namespace {
+
+using namespace orin::testing;
+using platform::kPathSep;
+
+std::string BesideTest(const std::string& name) {
+  char self[1024] = {};
+  const std::string path(self, platform::HostExecutablePath(self, sizeof self));
+  return path.substr(0, path.rfind(kPathSep) + 1) + name;
+}
+
+std::string Exe(const char* stem) { return std::string(stem) + (platform::kIsWindows ? ".exe" : ""); }
+
+// A host folder holding a copy of the probe child, which runs with that folder as its own.
+class HostFolder {
+ public:
+  std::string File(const std::string& name) const { return dir_.File(name); }
+
+  std::string Run(const std::vector<std::string>& args) {
+    const std::string exe = dir_.File(Exe("host_probe"));
+    if (!Exists(exe)) platform::CopyFileOverwriting(BesideTest(Exe("host_probe")).c_str(), exe.c_str());
+    const std::string out = dir_.File("probe.txt");
+    std::string line = "\"" + exe + "\" \"" + out + "\"";
+    for (const std::string& a : args) line += " \"" + a + "\"";
+    platform::ProcessHandle child = platform::StartProcess(line);
+    if (child == nullptr) return "(not started)";
+    platform::WaitProcess(child, 0xFFFFFFFFu);
+    platform::CloseProcess(child);
+    std::string text;
+    for (char c : ReadBytes(out)) {
+      if (c != '\r') text += c;
+    }
+    return text;
+  }
+
+ private:
+  TempDir dir_;
+};
+
+struct HostCase {
+  const char* versionIni;  // nullptr: no Version.ini
+  const char* hostSwitch;  // [EventTap] "switch" of the host's BackupRecovery.ini; nullptr: no file
+  const char* safekeep;    // test image copied as Safekeep.exe; nullptr: none
+  int edition, variant, copier, secondary, version;
+};
+
+const HostCase kHostCases[] = {
+    {nullptr, nullptr, nullptr, 1001, 3, 0, 0, 0},
+    {"[VersionInfo]\nversionCode=2\n[ProductVersion]\nv=11\n", "1", "pe_versioned.exe", 1, 3, 0, 0, 70301},
+    {"[VersionInfo]\nversionCode=6\n[ProductVersion]\nv=12\n", "0", "pe_plain.exe", 5, 12, 0, 1, 0},
+    {"[VersionInfo]\nversionCode=7\n", "x", nullptr, 1001, 3, 0, 1, 0},
+    {"[VersionInfo]\nversionCode=7\n[ProductVersion]\nv=17\n", "10", nullptr, 1000, 17, 0, 0, 0},
+    {"[cust]\ncust_type=QL_Copier\n[VersionInfo]\nversionCode=7\n[ProductVersion]\nv=3\n", "", nullptr,
+     53, 3, 1, 0, 0},
+    {"[cust]\ncust_type=ql_copier\n[VersionInfo]\nversionCode=7\n[ProductVersion]\nv=10\n", nullptr,
+     nullptr, 100, 10, 0, 0, 0},
+    {"[VersionInfo]\nversionCode=7\n[ProductVersion]\nv=9\n", nullptr, nullptr, 52, 9, 0, 0, 0},
+    {"[VersionInfo]\nversionCode=8\n[ProductVersion]\nv=2\n", nullptr, nullptr, 50, 2, 0, 0, 0},
+    {"[VersionInfo]\nversionCode=9\n", nullptr, nullptr, 8, 3, 0, 0, 0},
+    {"[VersionInfo]\nversionCode=17\n[ProductVersion]\nv=17\n", nullptr, nullptr, 1001, 17, 0, 0, 0},
+    {"[VersionInfo]\nversionCode=3\n[ProductVersion]\nv=-1\n", nullptr, nullptr, 2, -1, 0, 0, 0},
+};
+
+TEST(HostFolderProbes, EditionVariantCopierSwitchAndVersionFollowTheHostFiles) {
+  const bool haveImages = Exists(BesideTest("pe_versioned.exe"));
+  for (const HostCase& c : kHostCases) {
+    if (c.safekeep != nullptr && !haveImages) continue;
+    HostFolder host;
+    if (c.versionIni != nullptr) WriteBytes(host.File("Version.ini"), c.versionIni);
+    if (c.hostSwitch != nullptr) {
+      WriteBytes(host.File("BackupRecovery.ini"), std::string("[EventTap]\nswitch=") + c.hostSwitch + "\n");
+    }
+    if (c.safekeep != nullptr) {
+      ASSERT_TRUE(platform::CopyFileOverwriting(BesideTest(c.safekeep).c_str(),
+                                                host.File("Safekeep.exe").c_str()));
+    }
+    const std::string expect = "edition=" + std::to_string(c.edition) +
+                               "\nvariant=" + std::to_string(c.variant) +
+                               "\ncopier=" + std::to_string(c.copier) +
+                               "\nswitch=" + std::to_string(c.secondary) +
+                               "\nversion=" + std::to_string(c.version) + "\n";
+    EXPECT_EQ(host.Run({"edition", "variant", "copier", "switch", "version"}), expect)
+        << (c.versionIni ? c.versionIni : "(no Version.ini)") << " switch="
+        << (c.hostSwitch ? c.hostSwitch : "(no file)") << " " << (c.safekeep ? c.safekeep : "");
+  }
+}
+
+// POSIX: the shared folder comes from ORIN_COMMON_APPDATA, which the child is given.
+TEST(DataFolder, CreatedWhenOnlyItsLastLevelIsMissingAndReportedWhenThatFails) {
+  if (platform::kIsWindows) GTEST_SKIP() << "the common folder is the system's";
+  TempDir appData;
+  const std::string quill = appData.path() + "/QuillBR";
+  const std::string deeper = appData.path() + "/missing/QuillBR";
+  const struct {
+    std::string appData, expect;
+  } cases[] = {
+      {appData.path(), "folder=" + quill + "\nusercfg=" + quill + "/usercfg.ini\nmarketing-ini=" +
+                           quill + "/BackupRecovery.ini\nproduct-id=null\n"},
+      // A missing folder above is "path not found": nothing is created and nothing is said.
+      {appData.path() + "/missing", "folder=" + deeper + "\nusercfg=" + deeper +
+                                        "/usercfg.ini\nmarketing-ini=" + deeper +
+                                        "/BackupRecovery.ini\nproduct-id=null\n"},
+      // The kernel refuses new folders in /proc: the failure is printed, usercfg is empty.
+      {"/proc", "Failed to CreateDirectory by GetLmAnalyticsPath(), 2folder=/proc/QuillBR\n"
+                "Failed to CreateDirectory by GetUserConfig(), 2usercfg=\n"
+                "Failed to CreateDirectory by GetUserConfig(), 2marketing-ini=\n"
+                "Failed to CreateDirectory by GetUserConfig(), 2product-id=null\n"},
+  };
+  for (const auto& c : cases) {
+    HostFolder host;
+    EXPECT_EQ(host.Run({"ORIN_COMMON_APPDATA=" + c.appData, "folder", "usercfg", "marketing-ini",
+                        "product-id"}),
+              c.expect);
+  }
+  EXPECT_TRUE(Exists(quill));
+  EXPECT_FALSE(Exists(appData.path() + "/missing"));
+}
+
+TEST(DataFolder, CachedPathsLieInTheQuillFolder) {
+  const std::string folder = GetUserDataFolder();
+  const std::string tail = std::string(1, kPathSep) + "QuillBR";
+  ASSERT_GT(folder.size(), tail.size());
+  EXPECT_EQ(folder.substr(folder.size() - tail.size()), tail);
+  EXPECT_EQ(platform::QueryPath(folder.c_str()), platform::PathStatus::kExists);
+  EXPECT_EQ(GetCacheDataPath(), folder + kPathSep + "KD_OF.dat");
+  EXPECT_EQ(GetFirstSetupIniPath(), folder + kPathSep + "BackupRecovery.ini");
+  EXPECT_EQ(GetMarketingIniPath(), GetFirstSetupIniPath());
+  EXPECT_EQ(GetUserConfig(), folder + kPathSep + "usercfg.ini");
+  if (const char* env = std::getenv("ORIN_COMMON_APPDATA"); env != nullptr && !platform::kIsWindows) {
+    EXPECT_EQ(folder, std::string(env) + tail);
+  }
+}
+
+TEST(FirstSetup, WrittenOnceAndCountedInWholeDays) {
+  const std::string ini = GetFirstSetupIniPath();
+  ASSERT_TRUE(platform::WriteProfileString("Date", "FirstSetup", "0", ini.c_str()));
+  const std::int64_t before = std::time(nullptr);
+  std::int64_t first = -1;
+  EXPECT_EQ(GetFirstSetupInfo(first), 0);
+  const std::int64_t after = std::time(nullptr);
+  EXPECT_GE(first, before);
+  EXPECT_LE(first, after);
+  char stored[64] = {};
+  platform::ReadProfileString("Date", "FirstSetup", "", stored, sizeof stored, ini.c_str());
+  EXPECT_EQ(std::string(stored), std::to_string(first));
+
+  std::int64_t again = -1;
+  GetFirstSetupInfo(again);
+  EXPECT_EQ(again, first) << "an existing date is kept";
+
+  // Whole days between the day numbers, whatever the time of day.
+  const std::int64_t threeDaysAgo = (after / 86400 - 3) * 86400 + 86399;
+  const std::string text = std::to_string(threeDaysAgo);
+  ASSERT_TRUE(platform::WriteProfileString("Date", "FirstSetup", text.c_str(), ini.c_str()));
+  EXPECT_EQ(GetFirstSetupInfo(again), 3);
+  EXPECT_EQ(again, threeDaysAgo);
+  platform::WriteProfileString("Date", "FirstSetup", "0", ini.c_str());
+}
+
+TEST(Marketing, SourceIdAndProductIdFallBackInTurn) {
+  const std::string ini = GetMarketingIniPath();
+  ASSERT_FALSE(ini.empty());
+  const struct {
+    const char *sourceId, *newXid, *newPid, *dqId, *expectSource, *expectProduct;
+  } cases[] = {
+      {"", "", "", "", "kept", "null"},
+      {"s1", "x1", "p1", "d1", "s1", "p1"},
+      {"", "x1", "", "d1", "x1", "d1"},
+  };
+  for (const auto& c : cases) {
+    platform::WriteProfileString("Marketing", "SourceID", c.sourceId, ini.c_str());
+    platform::WriteProfileString("Marketing", "NewXid", c.newXid, ini.c_str());
+    platform::WriteProfileString("Marketing", "NewPid", c.newPid, ini.c_str());
+    platform::WriteProfileString("KDPointInfo", "DqId", c.dqId, ini.c_str());
+    std::string source = "kept";
+    GetMarketingSourceId(source);
+    EXPECT_EQ(source, c.expectSource);
+    EXPECT_EQ(GetMarketingProductId(), c.expectProduct);
+  }
+}
+
+// The verdict line follows the printed numbers, and the printed build is the registry's.
+TEST(OsVersion, Windows11VerdictFollowsTheReportedNumbers) {
+  HostFolder host;
+  const std::string out = host.Run({"os-build", "win11"});
+  int build = -1, major = -1, minor = -1, shownBuild = -2, verdict = -1;
+  char line[64] = {};
+  ASSERT_EQ(std::sscanf(out.c_str(), "os-build=%d\nCurrent os version: %d.%d BuildID: %d\n%63[^\n]\nwin11=%d",
+                        &build, &major, &minor, &shownBuild, line, &verdict), 6)
+      << out;
+  EXPECT_EQ(shownBuild, build);
+  const bool win11 = major >= 10 && build >= 22000;
+  EXPECT_EQ(verdict, int(win11));
+  EXPECT_EQ(std::string(line), win11 ? "Current OS is win11." : "Current OS is not win11.");
+  if (platform::kIsWindows) {
+    EXPECT_GE(major, 6);
+  }
+}
+
+TEST(OsVersion, OsReleaseStandsInForTheRegistryOnPosix) {
+  if (platform::kIsWindows) GTEST_SKIP() << "the registry is read instead";
+  platform::VersionNumbers kernel;
+  ASSERT_TRUE(platform::LegacyVersionNumbers(kernel));
+  const std::string numbers =
+      "Current os version: " + std::to_string(kernel.major) + "." + std::to_string(kernel.minor);
+  TempDir dir;
+  const std::string l127(127, 'L'), l128(128, 'L');
+  const char* const kNoFile = "";
+  const struct {
+    std::string release;  // empty: no file
+    std::string name;
+    int build;
+  } cases[] = {
+      {"NAME=Debian\nPRETTY_NAME=\"Debian GNU/Linux 12 (bookworm)\"\n", "Debian GNU/Linux 12 (bookworm)", 0},
+      {"PRETTY_NAME='Windows Server 2022 Datacenter'\n", "Windows Server 2022 Datacenter", 22000},
+      {"NAME=Debian\n", "(unchanged)", 0},
+      {kNoFile, "(unchanged)", 0},
+      // 127 characters fit the narrow 128-byte read but not the wide one.
+      {"PRETTY_NAME=\"" + l127 + "\"\n", l127, 0},
+      {"PRETTY_NAME=" + l128 + "\n", "(unchanged)", 0},
+  };
+  for (const auto& c : cases) {
+    const std::string release = dir.File("os-release");
+    std::remove(release.c_str());
+    if (!c.release.empty()) WriteBytes(release, c.release);
+    HostFolder host;
+    const std::string b = std::to_string(c.build);
+    EXPECT_EQ(host.Run({"ORIN_OS_RELEASE=" + release, "os-name", "os-build", "win11"}),
+              "os-name=" + c.name + "\nos-build=" + b + "\n" + numbers + " BuildID: " + b +
+                  "\nCurrent OS is not win11.\nwin11=0\n")
+        << c.release;
+  }
+}
+
+}  // namespace
+}  // namespace orin
