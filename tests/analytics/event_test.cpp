@@ -236,9 +236,9 @@ TEST_F(DispatchTest, ExceptionsStopAtTheInterfaceAndTheWorkerGoesOnWithTheNextEv
 // Without StopWorker the worker would run on through the exit-time destructors (POSIX).
 TEST_F(DispatchTest, AHostMayExitWhileTheProcessWideWorkerRuns) {
   const std::string report = dir.File("report.txt");
-  platform::ProcessHandle child = platform::StartProcess(
-      "\"" + testing::ProgramFolder() + (platform::kIsWindows ? "engine_exit_with_worker.exe" : "engine_exit_with_worker") +
-      "\" \"" + cachePath() + "\" \"" + dir.File("id.ini") + "\" \"" + report + "\"");
+  platform::ProcessHandle child =
+      platform::StartProcess(testing::ChildProgram("engine_exit_with_worker") + " \"" + cachePath() +
+                             "\" \"" + dir.File("id.ini") + "\" \"" + report + "\"");
   ASSERT_NE(child, nullptr);
   EXPECT_TRUE(platform::WaitProcess(child, 600000));
   platform::CloseProcess(child);

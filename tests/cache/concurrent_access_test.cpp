@@ -1,4 +1,5 @@
 #include <atomic>
+#include <cstdio>
 #include <map>
 #include <string>
 #include <thread>
@@ -13,10 +14,10 @@
 #include "cache/CacheFileLock.h"
 #include "cache/record_scanner.h"
 #include "common/json_text.h"
-#include "multi_process.h"
 #include "platform/files.h"
 #include "platform/os.h"
 #include "platform/process.h"
+#include "support/Programs.h"
 #include "support/TempDir.h"
 
 namespace orin {
@@ -142,7 +143,7 @@ TEST(CacheMultiProcess, AppendsRacingRewritesAndBackupsAreAllDeliveredMovedOrKep
   }
   for (platform::ProcessHandle child : children) platform::CloseProcess(child);
   noteFile(ReadBytes(cache));
-  std::remove(testing::ProgramFile("OrAnacfg.ini").c_str());
+  std::remove((testing::ProgramFolder() + "OrAnacfg.ini").c_str());
 
   EXPECT_EQ(damaged, 0);
   int lost = 0, repeated = 0;

@@ -5,8 +5,8 @@
 #include <gtest/gtest.h>
 
 #include "cache/record_scanner.h"
-#include "multi_process.h"
 #include "platform/process.h"
+#include "support/Programs.h"
 #include "support/TempDir.h"
 
 namespace orin {

@@ -8,16 +8,16 @@
 
 namespace orin::testing {
 
-// A file beside this test program.
-inline std::string ProgramFile(const std::string& name) {
+// The folder of this test program, with the trailing separator.
+inline std::string ProgramFolder() {
   char self[1024] = {};
   platform::HostExecutablePath(self, sizeof self);
-  return std::string(self, std::strrchr(self, platform::kPathSep) + 1) + name;
+  return std::string(self, std::strrchr(self, platform::kPathSep) + 1);
 }
 
 // A child program built beside this one, quoted for a command line.
 inline std::string ChildProgram(const std::string& name) {
-  return "\"" + ProgramFile(platform::kIsWindows ? name + ".exe" : name) + "\"";
+  return "\"" + ProgramFolder() + (platform::kIsWindows ? name + ".exe" : name) + "\"";
 }
 
 // The bound only keeps a broken test from hanging; it is never what a test checks.
