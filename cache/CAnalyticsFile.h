@@ -48,7 +48,7 @@ class CAnalyticsFile : public IAnalyticsFile {
   virtual bool AppendRecord(const char* path, const void* record, std::int32_t size);
   // The caller owns the result (delete[]); nullptr when size cannot hold the length field.
   virtual char* NewRecord(std::int32_t size);
-  // After the described operations, so their slots do not move (see IAnalyticsFile.h).
+  // After the operations above, so their slots do not move (see IAnalyticsFile.h).
   virtual ~CAnalyticsFile();
 
   std::int32_t readIndex() const { return readIndex_; }

@@ -20,7 +20,7 @@ std::ptrdiff_t Slot(M member) {
   return static_cast<std::ptrdiff_t>((raw[0] - 1) / sizeof(void*));
 }
 
-TEST(SlotOrder, DescribedOperationsComeFirstInTheirOrder) {
+TEST(SlotOrder, OperationsComeFirstInTheirOrderAndTheDestructorAfterThem) {
   const std::ptrdiff_t cipher[] = {
       Slot(&CMyEncrypt::SetKey),    Slot(&CMyEncrypt::Encrypt),   Slot(&CMyEncrypt::Decrypt),
       Slot(&CMyEncrypt::DoEncrypt), Slot(&CMyEncrypt::DoDecrypt), Slot(&CMyEncrypt::XorWithKey)};
