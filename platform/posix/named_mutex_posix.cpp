@@ -118,12 +118,13 @@ void ReopenIfUnlinked(LockFile& file) {
 
 MutexHandle OpenNamedMutex(const wchar_t* name) { return OpenHandle(name, false); }
 MutexHandle CreateNamedMutex(const wchar_t* name) { return OpenHandle(name, true); }
-// Nobody closes these handles, so one per name is kept for the life of the process.
+// Nobody closes these handles, so one per name is kept for the life of the process (never
+// destroyed, like the lock files, so they stay reachable to the very end).
 MutexHandle CreateOwnedNamedMutex(const wchar_t* name) {
-  static std::mutex lock;
-  static std::map<std::wstring, MutexHandle> kept;
-  std::lock_guard<std::mutex> guard(lock);
-  MutexHandle& handle = kept[name];
+  static auto* lock = new std::mutex;
+  static auto* kept = new std::map<std::wstring, MutexHandle>;
+  std::lock_guard<std::mutex> guard(*lock);
+  MutexHandle& handle = (*kept)[name];
   if (handle == nullptr) handle = OpenHandle(name, true);
   return handle;
 }
