@@ -118,13 +118,13 @@ void ReopenIfUnlinked(LockFile& file) {
 
 MutexHandle OpenNamedMutex(const wchar_t* name) { return OpenHandle(name, false); }
 MutexHandle CreateNamedMutex(const wchar_t* name) { return OpenHandle(name, true); }
-// Nobody closes these handles, so one per name is kept for the life of the process (never
-// destroyed, like the lock files, so they stay reachable to the very end).
+// Nobody closes these handles, so one per name is kept for the life of the process.
 MutexHandle CreateOwnedNamedMutex(const wchar_t* name) {
-  static auto* lock = new std::mutex;
-  static auto* kept = new std::map<std::wstring, MutexHandle>;
-  std::lock_guard<std::mutex> guard(*lock);
-  MutexHandle& handle = (*kept)[name];
+  static std::mutex lock;
+  // Never destroyed either, so the handles stay reachable until the process is gone.
+  static auto& kept = *new std::map<std::wstring, MutexHandle>;
+  std::lock_guard<std::mutex> guard(lock);
+  MutexHandle& handle = kept[name];
   if (handle == nullptr) handle = OpenHandle(name, true);
   return handle;
 }

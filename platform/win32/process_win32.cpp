@@ -30,6 +30,16 @@ bool KillProcess(ProcessHandle process) {
   return process != nullptr && TerminateProcess(static_cast<HANDLE>(process), 1) != 0;
 }
 
+bool ProcessExitCode(ProcessHandle process, std::uint32_t& code) {
+  DWORD value = 0;
+  if (process == nullptr || !GetExitCodeProcess(static_cast<HANDLE>(process), &value) ||
+      value == STILL_ACTIVE) {
+    return false;
+  }
+  code = value;
+  return true;
+}
+
 void CloseProcess(ProcessHandle process) {
   if (process != nullptr) CloseHandle(static_cast<HANDLE>(process));
 }
