@@ -6,8 +6,8 @@
 #include <thread>
 
 #include <dlfcn.h>
-#include <spawn.h>
 #include <signal.h>
+#include <spawn.h>
 #include <sys/types.h>
 #include <sys/wait.h>
 #include <time.h>
@@ -125,6 +125,13 @@ bool WaitProcess(ProcessHandle process, std::uint32_t timeoutMs) {
   }
 }
 
+bool KillProcess(ProcessHandle process) {
+  if (process == nullptr) return false;
+  auto* p = static_cast<PosixProcess*>(process);
+  // Once reaped, the pid may belong to somebody else.
+  return !p->reaped && ::kill(p->pid, SIGKILL) == 0;
+}
+
 bool ProcessExitCode(ProcessHandle process, std::uint32_t& code) {
   if (process == nullptr) return false;
   auto* p = static_cast<PosixProcess*>(process);
@@ -137,13 +144,6 @@ bool ProcessExitCode(ProcessHandle process, std::uint32_t& code) {
     return false;
   }
   return true;
-}
-
-bool KillProcess(ProcessHandle process) {
-  if (process == nullptr) return false;
-  auto* p = static_cast<PosixProcess*>(process);
-  // Once reaped the pid may belong to somebody else.
-  return !p->reaped && ::kill(p->pid, SIGKILL) == 0;
 }
 
 void CloseProcess(ProcessHandle process) {

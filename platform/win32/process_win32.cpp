@@ -26,6 +26,10 @@ bool WaitProcess(ProcessHandle process, std::uint32_t timeoutMs) {
   return WaitForSingleObject(static_cast<HANDLE>(process), timeoutMs) == WAIT_OBJECT_0;
 }
 
+bool KillProcess(ProcessHandle process) {
+  return process != nullptr && TerminateProcess(static_cast<HANDLE>(process), 1) != 0;
+}
+
 bool ProcessExitCode(ProcessHandle process, std::uint32_t& code) {
   DWORD value = 0;
   if (process == nullptr || !GetExitCodeProcess(static_cast<HANDLE>(process), &value) ||
@@ -38,10 +42,6 @@ bool ProcessExitCode(ProcessHandle process, std::uint32_t& code) {
 
 void CloseProcess(ProcessHandle process) {
   if (process != nullptr) CloseHandle(static_cast<HANDLE>(process));
-}
-
-bool KillProcess(ProcessHandle process) {
-  return process != nullptr && TerminateProcess(static_cast<HANDLE>(process), 1) != FALSE;
 }
 
 }  // namespace orin::platform
