@@ -11,7 +11,7 @@ namespace {
 using ConcurrencyTest = HelperTest;
 
 std::string AppendWorker() {
-  return BuildFolder() + ".." + Sep() + "cache" + Sep() +
+  return ProgramFolder() + ".." + Sep() + "cache" + Sep() +
          (platform::kIsWindows ? "cache_append_worker.exe" : "cache_append_worker");
 }
 
@@ -25,7 +25,7 @@ TEST_F(ConcurrencyTest, AppendsDuringAnUploadNeitherWaitForItNorGetLost) {
   Fill(cache_, 1000);
   platform::ProcessHandle helper = Start("-submit_cache --batch 100");
   ASSERT_NE(helper, nullptr);
-  WaitFor([] { return Collector::Requests().size() >= 2; });
+  ASSERT_TRUE(WaitUntil([] { return Collector::Requests().size() >= 2; }));
 
   platform::ProcessHandle writer =
       platform::StartProcess("\"" + AppendWorker() + "\" \"" + cache_ + "\" 300 7");
@@ -50,7 +50,9 @@ TEST_F(ConcurrencyTest, TwoHelpersStartedTogetherDeliverEveryEventExactlyOnce) {
     Collector::Stage(secondMidUpload ? "{\"delay\":{\"2\":600000}}" : "{}");
     Fill(cache_, 3000);
     platform::ProcessHandle first = Start("-submit_cache --batch 100");
-    if (secondMidUpload) WaitFor([] { return Collector::Requests().size() >= 2; });
+    if (secondMidUpload) {
+      ASSERT_TRUE(WaitUntil([] { return Collector::Requests().size() >= 2; }));
+    }
     platform::ProcessHandle second = Start("-submit_cache --batch 100");
     if (secondMidUpload) {
       Fill(cache_, 500, 7);  // something new for whichever helper comes next
@@ -78,11 +80,12 @@ TEST_F(ConcurrencyTest, AHelperKilledMidUploadLosesNothingAndRepeatsAtMostTheBat
     Fill(cache_, kEvents);
     platform::ProcessHandle helper = Start("-submit_cache --batch 100");
     ASSERT_NE(helper, nullptr);
-    WaitFor([k] { return Collector::Requests().size() >= static_cast<Json::ArrayIndex>(k); });
+    ASSERT_TRUE(WaitUntil(
+        [k] { return Collector::Requests().size() >= static_cast<Json::ArrayIndex>(k); }));
     ASSERT_TRUE(platform::KillProcess(helper));
     Finish(helper);
     Collector::Release();
-    WaitFor([k] { return RequestNumber(k)["status"].asInt() != 0; });
+    ASSERT_TRUE(WaitUntil([k] { return RequestNumber(k)["status"].asInt() != 0; }));
 
     ASSERT_EQ(Run("-submit_cache --batch 100"), 0);
     const auto counts = CountByPoint(Collector::Events());

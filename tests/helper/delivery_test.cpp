@@ -67,7 +67,7 @@ TEST_F(DeliveryTest, ARefusalAfterNewAppendsKeepsTheRestClaimedAndTheNextRunSend
   Fill(cache_, 300);
   const std::string original = ReadBytes(cache_);
   platform::ProcessHandle helper = Start("-submit_cache --batch 100");
-  WaitFor([] { return Collector::Requests().size() >= 2; });
+  ASSERT_TRUE(WaitUntil([] { return Collector::Requests().size() >= 2; }));
   Fill(cache_, 50, 7);
   const std::string appended = ReadBytes(cache_);
   Collector::Release();

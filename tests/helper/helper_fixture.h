@@ -1,11 +1,8 @@
 #pragma once
 // A host folder with the real orinhlp.exe and its INI files, a cache to fill, and the collector
 // that with-servers started in this test's network namespace (ports 80 and 443 of 127.0.0.1).
-#include <chrono>
-#include <functional>
 #include <map>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -21,6 +18,7 @@
 #include "platform/os.h"
 #include "platform/process.h"
 #include "platform/profile.h"
+#include "support/Programs.h"
 #include "support/TempDir.h"
 
 namespace orin::testing {
@@ -54,20 +52,6 @@ inline std::map<std::pair<int, int>, int> CountByPoint(const Json::Value& events
   return counts;
 }
 
-// Waits for a condition another process brings about. A hang is ended by ctest's time-out;
-// no result depends on how long this takes.
-inline void WaitFor(const std::function<bool()>& condition) {
-  while (!condition()) std::this_thread::sleep_for(std::chrono::milliseconds(20));
-}
-
-inline std::string BuildFolder() {
-  char self[1024] = {};
-  const std::uint32_t n = platform::HostExecutablePath(self, sizeof self);
-  std::string path(self, n);
-  path.resize(path.find_last_of(platform::kPathSep) + 1);
-  return path;  // .../tests/helper/
-}
-
 inline std::string Sep() { return std::string(1, platform::kPathSep); }
 
 class HelperTest : public ::testing::Test {
@@ -79,7 +63,7 @@ class HelperTest : public ::testing::Test {
     Collector::Stage();
     host_ = dir_.File("host");
     platform::CreateDir(host_.c_str());
-    const std::string built = BuildFolder() + ".." + Sep() + ".." + Sep() + "helper" + Sep() + "orinhlp.exe";
+    const std::string built = ProgramFolder() + ".." + Sep() + ".." + Sep() + "helper" + Sep() + "orinhlp.exe";
     ASSERT_TRUE(platform::CopyFileOverwriting(built.c_str(), helper().c_str())) << built;
     cache_ = dir_.File("KD_OF.dat");
     WriteIni("Analyze", "Cache", cache_);
