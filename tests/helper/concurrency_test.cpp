@@ -121,7 +121,9 @@ TEST_F(ConcurrencyTest, TheNextRunFinishesWhatAKilledHelperLeftOnDisk) {
     Collector::Stage();
     const std::string staged = dir_.File("staged.dat");
     Fill(staged, 500);
-    if (c.claimedFile) ASSERT_TRUE(platform::MoveFileReplacing(staged.c_str(), claimed().c_str()));
+    if (c.claimedFile) {
+      ASSERT_TRUE(platform::MoveFileReplacing(staged.c_str(), claimed().c_str()));
+    }
     platform::RemoveFile(staged.c_str());
     if (c.live > 0) Fill(cache_, c.live, 7);
     // Without a claimed file the count names the live cache's size, so only its being stale
@@ -141,7 +143,9 @@ TEST_F(ConcurrencyTest, TheNextRunFinishesWhatAKilledHelperLeftOnDisk) {
     for (const auto& [point, times] : counts) EXPECT_EQ(times, 1);
     if (c.claimedFile && c.firstDelivered < 500) {
       EXPECT_EQ(counts.count({1001, c.firstDelivered}), 1u);
-      if (c.firstDelivered > 0) EXPECT_EQ(counts.count({1001, c.firstDelivered - 1}), 0u);
+      if (c.firstDelivered > 0) {
+        EXPECT_EQ(counts.count({1001, c.firstDelivered - 1}), 0u);
+      }
     }
     EXPECT_FALSE(Exists(cache_));
     EXPECT_FALSE(Exists(claimed()));
