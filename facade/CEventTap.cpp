@@ -1,0 +1,198 @@
+#include "facade/CEventTap.h"
+
+#include <cstring>
+#include <utility>
+
+#include "platform/thread.h"
+
+namespace orin {
+
+CEventTap::CEventTap() {
+  pending_.Reset();
+  wake_ = platform::CreateAutoResetEvent();
+  queue_.clear();
+  // Never joined: the thread lives as long as the process.
+  platform::ThreadHandle thread = platform::StartThread(&CEventTap::ThreadMain, this);
+  if (thread != nullptr) {
+    platform::CloseThread(thread);
+  } else {
+    MarkStartUpDone();  // nothing will ever initialise the engine: never wait for it
+  }
+  pending_.type = EventTapRequest::kInitialize;
+  try {
+    Post();
+  } catch (...) {
+    pending_.Reset();  // no initialisation: the engine then ignores every point
+  }
+}
+
+CEventTap::~CEventTap() {
+  // The thread may still wake after this: it finds an empty queue, so the vector itself stays.
+  std::lock_guard<std::mutex> guard(queueLock_);
+  std::vector<EventTapRequest>().swap(queue_);
+}
+
+unsigned CEventTap::ThreadMain(void* self) {
+  auto* tap = static_cast<CEventTap*>(self);
+  std::vector<EventTapRequest> local;
+  for (;;) {
+    if (!platform::WaitEvent(tap->wake_)) platform::SleepMs(100);
+    {
+      std::lock_guard<std::mutex> guard(tap->queueLock_);
+      if (tap->queue_.empty()) continue;
+      local.swap(tap->queue_);
+    }
+    for (const EventTapRequest& request : local) {
+      std::lock_guard<std::mutex> busy(tap->handling_);
+      if (tap->exiting_) break;
+      tap->Handle(request);
+      tap->handled_.fetch_add(1, std::memory_order_release);
+    }
+    // After a burst, give the memory back rather than keep the largest queue ever seen.
+    if (local.capacity() > 1024) {
+      std::vector<EventTapRequest>().swap(local);
+    } else {
+      local.clear();
+    }
+  }
+}
+
+// Boundary of the facade thread: a request that throws is dropped, the next ones still run.
+void CEventTap::Handle(const EventTapRequest& request) {
+  try {
+    switch (request.type) {
+      case EventTapRequest::kInitialize:
+        InitializeEngine();
+        MarkStartUpDone();
+        return;
+      case EventTapRequest::kSubmitCache:
+        if (IQuillAnalyze* engine = engine_.load()) engine->LaunchCacheSubmit();
+        return;
+      case EventTapRequest::kRecordPoint:
+      case EventTapRequest::kPrepareAndSubmit: {
+        IQuillAnalyze* engine = engine_.load();
+        if (engine == nullptr) return;
+        RefreshEnvironment(engine);
+        engine->SetEventIds(request.first, request.second);
+        if (request.hasParam != 0) engine->SetEventDetailInt(request.paramName, request.paramValue);
+        // A prepared point stays pending in the engine; its next report carries it.
+        if (request.type == EventTapRequest::kRecordPoint) {
+          engine->ReportNow(true);
+        } else {
+          engine->LaunchCacheSubmit();
+        }
+        return;
+      }
+      default:
+        return;
+    }
+  } catch (...) {
+    if (request.type == EventTapRequest::kInitialize) MarkStartUpDone();
+  }
+}
+
+void CEventTap::StopHandlingAtExit() {
+  std::lock_guard<std::mutex> busy(handling_);
+  exiting_ = true;
+}
+
+void CEventTap::MarkStartUpDone() {
+  {
+    std::lock_guard<std::mutex> guard(startUpLock_);
+    startUpFinished_ = true;
+  }
+  startUpDone_.notify_all();
+}
+
+IQuillAnalyze* CEventTap::EngineAfterStartUp() {
+  std::unique_lock<std::mutex> guard(startUpLock_);
+  startUpDone_.wait(guard, [this] { return startUpFinished_; });
+  return engine_.load();
+}
+
+void CEventTap::Post() {
+  {
+    std::lock_guard<std::mutex> guard(queueLock_);
+    queue_.push_back(pending_);
+  }
+  platform::SignalEvent(wake_);
+  pending_.Reset();
+}
+
+std::size_t CEventTap::queuedCount() {
+  std::lock_guard<std::mutex> guard(queueLock_);
+  return queue_.size();
+}
+
+void CEventTap::SetPoint(std::int32_t first, std::int32_t second) {
+  pending_.first = first;
+  pending_.second = second;
+}
+
+// The posting operations are boundaries towards the host: a failed allocation drops the point.
+void CEventTap::SubmitCache() {
+  try {
+    pending_.type = EventTapRequest::kSubmitCache;
+    Post();
+  } catch (...) {
+    pending_.Reset();
+  }
+}
+
+void CEventTap::RecordPoint() {
+  try {
+    pending_.type = EventTapRequest::kRecordPoint;
+    Post();
+  } catch (...) {
+    pending_.Reset();
+  }
+}
+
+void CEventTap::PrepareAndSubmitCache() {
+  try {
+    pending_.type = EventTapRequest::kPrepareAndSubmit;
+    Post();
+  } catch (...) {
+    pending_.Reset();
+  }
+}
+
+// Deliberately posts nothing: it only prepares ReportPointNow.
+void CEventTap::PreparePoint(std::int32_t first, std::int32_t second) {
+  pending_.first = first;
+  pending_.second = second;
+  pending_.type = EventTapRequest::kRecordPoint;
+}
+
+// Runs on the host's thread; the pending parameter is not passed on and the pending point is
+// kept.
+void CEventTap::ReportPointNow() {
+  try {
+    IQuillAnalyze* engine = EngineAfterStartUp();
+    if (engine == nullptr) return;
+    RefreshEnvironment(engine);
+    engine->SetEventIds(pending_.first, pending_.second);
+    engine->ReportNow(pending_.type == EventTapRequest::kRecordPoint);
+  } catch (...) {
+  }
+}
+
+void CEventTap::SubmitCacheNow() {
+  try {
+    if (IQuillAnalyze* engine = EngineAfterStartUp()) engine->LaunchCacheSubmit();
+  } catch (...) {
+  }
+}
+
+// A name that does not fit the 260-byte field (terminator included) is refused like any other
+// unusable call: the pending point stays as it was, rather than carrying a cut or empty name.
+void CEventTap::SetPointParam(std::int32_t kind, const char* name, std::int32_t value) {
+  if (name == nullptr || kind != 0) return;
+  const std::size_t length = strnlen(name, EventTapRequest::kNameSize);
+  if (length == EventTapRequest::kNameSize) return;
+  pending_.hasParam = 1;
+  std::memcpy(pending_.paramName, name, length + 1);
+  pending_.paramValue = value;
+}
+
+}  // namespace orin

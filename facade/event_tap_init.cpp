@@ -1,0 +1,90 @@
+// The facade's start-up: what it learns of the host and hands to the engine, in a fixed order.
+#include <cstdlib>
+#include <string>
+
+#include "analytics/endpoints.h"
+#include "facade/CEventTap.h"
+#include "facade/host_companion.h"
+#include "facade/host_environment.h"
+#include "facade/language.h"
+
+namespace orin {
+namespace {
+
+constexpr const char* kCopierKey = "0d3c9a5e-7b21-3f48-a6c2-91e4b5d7f803";
+constexpr const char* kStandardKey = "8a61f2c4-3e95-3d07-b418-c27e9a05d6b1";
+constexpr std::int32_t kCopierProduct = 10;
+constexpr std::int32_t kStandardProduct = 90;
+
+// Indexes into the engine's short-key table.
+constexpr std::int32_t kKeyApp = 0;          // "m"
+constexpr std::int32_t kKeyOs = 2;           // "o"
+constexpr std::int32_t kKeyProduct = 3;      // "w"
+constexpr std::int32_t kKeyVersion = 4;      // "re"
+constexpr std::int32_t kKeyEdition = 5;      // "v"
+constexpr std::int32_t kKeyLanguage = 7;     // "la"
+constexpr std::int32_t kKeySetupTime = 8;    // "i"
+constexpr std::int32_t kKeySetupDays = 9;    // "id"
+constexpr std::int32_t kKeyProductId = 11;   // "c"
+
+// The one facade whose thread must stop before the process's statics go away.
+CEventTap* exitingFacade = nullptr;
+
+void StopFacadeAtExit() {
+  if (exitingFacade != nullptr) exitingFacade->StopHandlingAtExit();
+}
+
+}  // namespace
+
+void CEventTap::RefreshEnvironment(IQuillAnalyze* engine) {
+  const std::string productId = GetMarketingProductId();
+  engine->SetEventIntAt(kKeyEdition, GetEditionCode());
+  engine->SetEventStringAt(kKeyProductId, productId);
+}
+
+void CEventTap::InitializeEngine() {
+  IQuillAnalyze* engine = GetAnalyzeEngine();
+  engine_.store(engine);
+  // Registered after the engine and before the probes fill their cached paths, so it runs
+  // before either is destroyed.
+  if (exitingFacade == nullptr) {
+    exitingFacade = this;
+    std::atexit(&StopFacadeAtExit);
+  }
+  const bool hostFlag = QueryHostFlag();
+  const char* collectHost = IsCollectSwitchSet() ? kSecondaryCollectHost : kPrimaryCollectHost;
+  const std::string collectUrl = std::string("https://") + collectHost + kCollectPath;
+
+  std::string osName;
+  GetOsProductName(osName);
+  if (IsWindows11()) {
+    const std::string::size_type at = osName.find("10");
+    if (at != std::string::npos) osName[at + 1] = '1';
+  }
+
+  std::int64_t firstSetupTime = 0;
+  const std::int32_t days = GetFirstSetupInfo(firstSetupTime);
+  const std::string userConfig = GetUserConfig();
+  const std::int32_t language = GetLanguageCode();
+  const std::int32_t version = GetProductVersionNumber();
+  std::string sourceId;
+  GetMarketingSourceId(sourceId);
+  if (userConfig.empty()) return;
+
+  if (!engine->Initialize(GetCacheDataPath(), collectUrl, true, hostFlag,
+                          sourceId.empty() ? nullptr : sourceId.c_str())) {
+    return;
+  }
+
+  // Deliberately independent of the endpoint chosen above.
+  const bool copier = IsCopierEdition();
+  engine->SetCommonStringAt(kKeyApp, copier ? kCopierKey : kStandardKey);
+  engine->SetCommonStringAt(kKeyOs, osName);
+  engine->SetCommonIntAt(kKeyProduct, copier ? kCopierProduct : kStandardProduct);
+  engine->SetCommonIntAt(kKeyVersion, version);
+  engine->SetCommonIntAt(kKeyLanguage, language);
+  engine->SetCommonInt64At(kKeySetupTime, firstSetupTime);
+  engine->SetCommonIntAt(kKeySetupDays, days);
+}
+
+}  // namespace orin

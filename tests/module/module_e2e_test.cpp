@@ -1,0 +1,112 @@
+// From GetOrinPointObj to the decoded cache: orinhost drives the built module from a sandbox
+// host folder, as the product would, and the tests read the cache and the stand-in helper's log.
+#include <ctime>
+
+#include "module_test_fixture.h"
+
+namespace orin {
+namespace {
+
+TEST_F(ModuleTest, PointsReachTheCacheInOrderWithTheirCommonProperties) {
+  const std::int64_t before = std::time(nullptr);
+  // Posted while the module's thread is still starting up: they queue behind the start-up.
+  Host("point 1 100 , param 0 size 5 , record , point 2 200 , record , record , wait 3 , "
+       "prepare 7 8 , param 0 ignored 1 , now");
+  const std::vector<Json::Value> events = CachedEvents();
+  ASSERT_EQ(events.size(), 4u);
+  const int expected[4][2] = {{1, 100}, {2, 200}, {-1, -1}, {7, 8}};
+  for (int i = 0; i < 4; ++i) {
+    const Json::Value& e = events[i];
+    SCOPED_TRACE(ToFastText(e));
+    EXPECT_EQ(e["l"].asInt(), expected[i][0]);
+    EXPECT_EQ(e["n"].asInt(), expected[i][1]);
+    EXPECT_EQ(e["m"].asString(), kStandardKey);
+    EXPECT_EQ(e["w"].asInt(), 90);
+    EXPECT_EQ(e["v"].asInt(), 1001);  // no Version.ini
+    EXPECT_EQ(e["c"].asString(), "null");
+    EXPECT_EQ(e["la"].asInt(), 1);    // no host language object
+    EXPECT_EQ(e["id"].asInt(), 0);    // first setup is today
+    EXPECT_GE(e["i"].asInt64(), before);
+    EXPECT_GE(e["t"].asInt64(), before);
+    EXPECT_EQ(e["u"].asString().rfind("dev_id_", 0), 0u);
+    EXPECT_EQ(e["u"].asString().size(), 43u);
+    EXPECT_TRUE(e.isMember("o") && e.isMember("re"));
+  }
+  // The parameter belongs to its own point only; ReportPointNow does not pass one on.
+  EXPECT_EQ(events[0]["p"]["size"].asInt(), 5);
+  for (int i = 1; i < 4; ++i) EXPECT_FALSE(events[i].isMember("p"));
+  EXPECT_EQ(events[0]["u"], events[3]["u"]);
+
+  // The module told the helper where the cache is.
+  const std::string config = host_ + "OrAnacfg.ini";
+  EXPECT_EQ(ReadIni(config, "Analyze", "Cache"), DataFolder() + kSep + "KD_OF.dat");
+  EXPECT_EQ(ReadIni(config, "Analyze", "Address"),
+            std::string("https://") + ORIN_PRIMARY_HOST + "/api/v2/soft/collect");
+}
+
+TEST_F(ModuleTest, UploadsStartTheHelperAndAPreparedPointWaitsForTheNextReport) {
+  Host("point 7 8 , param 0 a 1 , prepsubmit , sleep 1500 , submitnow");
+  EXPECT_TRUE(CachedEvents().empty());
+  EXPECT_EQ(HelperRuns(), (std::vector<std::string>{"-submit_cache", "-submit_cache"}));
+
+  // The prepared point's description stayed in the engine of that process only.
+  Host("point 9 9 , record , wait 1 , submit");
+  const std::vector<Json::Value> events = CachedEvents();
+  ASSERT_EQ(events.size(), 1u);
+  EXPECT_FALSE(events[0].isMember("p"));
+  EXPECT_EQ(HelperRuns().size(), 3u);
+}
+
+TEST_F(ModuleTest, HostFilesChooseEditionEndpointLanguageAndMarketingValues) {
+  fs::create_directories(DataFolder());
+  const std::string shared = DataFolder() + kSep + "BackupRecovery.ini";
+  WriteIni(host_ + "BackupRecovery.ini", "EventTap", "switch", "0");
+  WriteIni(host_ + "Version.ini", "cust", "cust_type", "QL_Copier");
+  WriteIni(host_ + "Version.ini", "VersionInfo", "versionCode", "7");
+  WriteIni(host_ + "Version.ini", "ProductVersion", "v", "12");
+  WriteIni(shared, "Marketing", "NewXid", "xid-42");
+  WriteIni(shared, "KDPointInfo", "DqId", "dq-7");
+  WriteIni(shared, "Date", "FirstSetup", "86400");
+
+  Host("point 3 4 , record , wait 1");
+  std::vector<Json::Value> events = CachedEvents();
+  ASSERT_EQ(events.size(), 1u);
+  Json::Value e = events[0];
+  EXPECT_EQ(e["m"].asString(), kCopierKey);
+  EXPECT_EQ(e["w"].asInt(), 10);
+  EXPECT_EQ(e["v"].asInt(), 1001);  // versionCode 7 with a variant outside its table
+  EXPECT_EQ(e["la"].asInt(), 8);    // variant 12 speaks the host's language 2
+  EXPECT_EQ(e["c"].asString(), "dq-7");
+  EXPECT_EQ(e["p"]["xid"].asString(), "xid-42");
+  EXPECT_EQ(e["i"].asInt64(), 86400);
+  EXPECT_EQ(e["id"].asInt64(), std::time(nullptr) / 86400 - 1);
+  EXPECT_EQ(ReadIni(host_ + "OrAnacfg.ini", "Analyze", "Address"),
+            std::string("https://") + ORIN_SECONDARY_HOST + "/api/v2/soft/collect");
+
+  // Per point, the edition and the product id are read afresh; the first setup stays.
+  WriteIni(host_ + "Version.ini", "ProductVersion", "v", "17");
+  WriteIni(shared, "Marketing", "NewPid", "pid-1");
+  Host("point 3 5 , record , wait 1");
+  events = CachedEvents();
+  ASSERT_EQ(events.size(), 2u);
+  EXPECT_EQ(events[1]["v"].asInt(), 1000);
+  EXPECT_EQ(events[1]["c"].asString(), "pid-1");
+  EXPECT_EQ(ReadIni(shared, "Date", "FirstSetup"), "86400");
+}
+
+TEST_F(ModuleTest, FirstSetupIsWrittenOnceAndTheDeviceIdKept) {
+  Host("point 1 1 , record , wait 1");
+  const std::string shared = DataFolder() + kSep + "BackupRecovery.ini";
+  const std::string firstSetup = ReadIni(shared, "Date", "FirstSetup");
+  ASSERT_FALSE(firstSetup.empty());
+  Host("point 1 2 , record , wait 1");
+  EXPECT_EQ(ReadIni(shared, "Date", "FirstSetup"), firstSetup);
+  const std::vector<Json::Value> events = CachedEvents();
+  ASSERT_EQ(events.size(), 2u);
+  EXPECT_EQ(events[0]["i"].asString(), firstSetup);
+  EXPECT_EQ(events[1]["i"].asString(), firstSetup);
+  EXPECT_EQ(events[0]["u"], events[1]["u"]);
+}
+
+}  // namespace
+}  // namespace orin
