@@ -7,6 +7,7 @@
 #include "facade/host_companion.h"
 #include "facade/host_environment.h"
 #include "facade/language.h"
+#include "facade/os_name.h"
 
 namespace orin {
 namespace {
@@ -55,12 +56,9 @@ void CEventTap::InitializeEngine() {
   const char* collectHost = IsCollectSwitchSet() ? kSecondaryCollectHost : kPrimaryCollectHost;
   const std::string collectUrl = std::string("https://") + collectHost + kCollectPath;
 
-  std::string osName;
-  GetOsProductName(osName);
-  if (IsWindows11()) {
-    const std::string::size_type at = osName.find("10");
-    if (at != std::string::npos) osName[at + 1] = '1';
-  }
+  std::string productName;
+  GetOsProductName(productName);
+  const std::string osName = OsNameForEvents(productName, IsWindows11());
 
   std::int64_t firstSetupTime = 0;
   const std::int32_t days = GetFirstSetupInfo(firstSetupTime);

@@ -44,6 +44,19 @@ TEST_F(ModuleTest, PointsReachTheCacheInOrderWithTheirCommonProperties) {
             std::string("https://") + ORIN_PRIMARY_HOST + "/api/v2/soft/collect");
 }
 
+// A name that does not fit the request's 260-byte field is refused whole: the point goes
+// without it rather than with a cut name, and the host goes on.
+TEST_F(ModuleTest, ParameterNamesLongerThanTheFieldAreRefused) {
+  const std::string fits(259, 'a'), tooLong(260, 'b');
+  Host("point 1 1 , param 0 " + fits + " 5 , record , point 1 2 , param 0 " + tooLong +
+       " 6 , record , point 1 3 , param 1 kind 7 , record , wait 3");
+  const std::vector<Json::Value> events = CachedEvents();
+  ASSERT_EQ(events.size(), 3u);
+  EXPECT_EQ(events[0]["p"][fits].asInt(), 5);
+  EXPECT_FALSE(events[1].isMember("p"));
+  EXPECT_FALSE(events[2].isMember("p"));  // only kind 0 names a number
+}
+
 TEST_F(ModuleTest, UploadsStartTheHelperAndAPreparedPointWaitsForTheNextReport) {
   Host("point 7 8 , param 0 a 1 , prepsubmit , sleep 1500 , submitnow");
   EXPECT_TRUE(CachedEvents().empty());
