@@ -2,6 +2,7 @@
 #include <atomic>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <mutex>
 #include <string>
 
@@ -9,6 +10,8 @@
 #include <orinpoint/EventRecord.h>
 #include <orinpoint/IQuillAnalyze.h>
 
+#include "net/http_client.h"
+#include "platform/named_mutex.h"
 #include "platform/thread.h"
 
 namespace orin {
@@ -94,6 +97,20 @@ class CQuillAnalyze : public IQuillAnalyze {
   virtual bool RebindVirtualId();
   virtual bool LaunchCacheUpdate();
 
+  // The one way the engine reaches the network; net::PostRequest unless a test replaces it
+  // before the engine is used.
+  using HttpTransport = std::function<bool(net::HttpResponseInfo&, const net::HttpRequestInfo&,
+                                           net::ErrorInfo&)>;
+  void SetHttpTransport(HttpTransport transport) { transport_ = std::move(transport); }
+
+  // Asks the tracking host for a device id: 0 with deviceId set, 1 when the server answered
+  // without a usable id, -1 when the request could not be sent.
+  std::int32_t FetchDeviceId(const char* xid, std::string& deviceId);
+  // The binding's named mutex: a handle, nullptr, or InvalidMutexHandle() for "already there".
+  platform::MutexHandle AcquireBindMutex();
+  // Thread body (argument: the engine): binds the virtual id, then posts the binding once more.
+  static unsigned VirtualIdThread(void* engine);
+
   // Splits a virtual-id URL into host, path and scheme; a URL without a path changes nothing.
   void ParseVidUrl(const std::string& url);
   // Moves the cache file to its "-bak" name under the cache lock, then starts the cache update.
@@ -143,7 +160,8 @@ class CQuillAnalyze : public IQuillAnalyze {
   std::atomic<bool> forceCache_{false};
   std::atomic<bool> initialized_{false};
   bool vidSecure_ = false;
-  bool firstRun_ = true;
+  // Also written by VirtualIdThread.
+  std::atomic<bool> firstRun_{true};
   std::string cachePath_;
   std::string userConfigPath_;
   std::string collectAddress_;
@@ -164,6 +182,7 @@ class CQuillAnalyze : public IQuillAnalyze {
   std::mutex queueLock_;
   std::string rootPrefix_;
   bool processWide_ = false;
+  HttpTransport transport_ = net::PostRequest;
 };
 
 }  // namespace orin

@@ -149,7 +149,7 @@ bool CQuillAnalyze::SetCacheAndAddress(const std::string& cachePath,
   return true;
 }
 
-// The device-id and virtual-id exchange of a full start is done by SyncDeviceId.
+// Under a host (hostFlag) no exchange is made: the stored id is only read.
 bool CQuillAnalyze::Initialize(const std::string& cachePath, const std::string& collectAddress,
                                bool /*ignored*/, bool hostFlag, const char* xid) {
   if (!IsUserExperienceOn()) return false;

@@ -20,6 +20,9 @@ else()
   pkg_check_modules(JSONCPP REQUIRED IMPORTED_TARGET jsoncpp)
   add_library(orin::jsoncpp ALIAS PkgConfig::JSONCPP)
 
+  # HTTP: libcurl, with OpenSSL reached directly for the certificate check.
+  pkg_check_modules(CURL REQUIRED IMPORTED_TARGET libcurl)
+  find_package(OpenSSL REQUIRED)
   find_package(Threads REQUIRED)
   # SimpleIni is header-only (libsimpleini-dev); libuuid gives the random GUIDs.
   find_path(ORIN_SIMPLEINI_INCLUDE_DIR SimpleIni.h REQUIRED)
@@ -27,6 +30,6 @@ else()
   add_library(orin_platform_libs INTERFACE)
   target_include_directories(orin_platform_libs SYSTEM INTERFACE ${ORIN_SIMPLEINI_INCLUDE_DIR})
   target_link_libraries(orin_platform_libs INTERFACE Threads::Threads ${CMAKE_DL_LIBS}
-                        ${ORIN_UUID_LIBRARY})
+                        ${ORIN_UUID_LIBRARY} PkgConfig::CURL OpenSSL::SSL OpenSSL::Crypto)
   add_library(orin::platform_libs ALIAS orin_platform_libs)
 endif()

@@ -25,3 +25,12 @@ bool ReleaseNamedMutex(MutexHandle handle);
 bool CloseNamedMutex(MutexHandle handle);
 
 }  // namespace orin::platform
+
+namespace orin::platform {
+
+// CreateMutexW(nullptr, TRUE, name): owned by the calling thread when the name is new; nullptr
+// on failure. POSIX: opens the lock file without locking it: nothing waits on such a mutex, and
+// a flock taken here would outlive the thread, held by the process until it exits.
+MutexHandle CreateOwnedNamedMutex(const wchar_t* name);
+
+}  // namespace orin::platform

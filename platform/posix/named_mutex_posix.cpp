@@ -109,6 +109,15 @@ void ReopenIfUnlinked(LockFile& file) {
 
 MutexHandle OpenNamedMutex(const wchar_t* name) { return OpenHandle(name, false); }
 MutexHandle CreateNamedMutex(const wchar_t* name) { return OpenHandle(name, true); }
+// Nobody closes these handles, so one per name is kept for the life of the process.
+MutexHandle CreateOwnedNamedMutex(const wchar_t* name) {
+  static std::mutex lock;
+  static std::map<std::wstring, MutexHandle> kept;
+  std::lock_guard<std::mutex> guard(lock);
+  MutexHandle& handle = kept[name];
+  if (handle == nullptr) handle = OpenHandle(name, true);
+  return handle;
+}
 
 WaitResult WaitNamedMutex(MutexHandle handle) {
   Handle* h = Get(handle);

@@ -12,6 +12,7 @@ MutexHandle OpenNamedMutex(const wchar_t* name) {
 }
 
 MutexHandle CreateNamedMutex(const wchar_t* name) { return CreateMutexW(nullptr, FALSE, name); }
+MutexHandle CreateOwnedNamedMutex(const wchar_t* name) { return CreateMutexW(nullptr, TRUE, name); }
 
 WaitResult WaitNamedMutex(MutexHandle handle) {
   if (!Usable(handle)) return WaitResult::kFailed;

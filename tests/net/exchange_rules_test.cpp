@@ -1,0 +1,147 @@
+// The engine's exchange rules with the transport replaced: how many sends each server answer
+// costs, what FetchDeviceId reports, and the pure mappings and bodies.
+#include <vector>
+
+#include "analytics/CQuillAnalyze.h"
+#include "analytics/endpoints.h"
+#include "analytics/language_index.h"
+#include "analytics/reply_scan.h"
+#include <gtest/gtest.h>
+
+namespace orin {
+namespace {
+
+// Answers each send with the next scripted reply (the last repeats) and records the requests.
+struct ScriptedTransport {
+  struct Answer {
+    bool sent;
+    std::uint32_t status;
+    std::string body;
+  };
+  std::vector<Answer> answers;
+  std::vector<net::HttpRequestInfo> requests;
+  CQuillAnalyze::HttpTransport Bind() {
+    return [this](net::HttpResponseInfo& response, const net::HttpRequestInfo& request,
+                  net::ErrorInfo& error) {
+      const Answer& a = answers[std::min(requests.size(), answers.size() - 1)];
+      requests.push_back(request);
+      response = {};
+      error = {};
+      if (!a.sent) {
+        error.code = 12029;
+        return false;
+      }
+      response.statusCode = a.status;
+      response.body = a.body;
+      return true;
+    };
+  }
+};
+
+TEST(ExchangeRulesTest, FetchDeviceIdRetriesOnlyAnEmptyFailureAndOnlyOnce) {
+  const std::string uuid = "0f1e2d3c-4b5a-6978-8796-a5b4c3d2e1f0";
+  const std::string reply = "{\"dev_id\":\"" + uuid + "\"}";
+  const struct {
+    const char* name;
+    std::vector<ScriptedTransport::Answer> answers;
+    std::int32_t result;
+    std::size_t sends;
+  } cases[] = {
+      {"not sent", {{false, 0, ""}}, -1, 1},
+      {"200 with id", {{true, 200, reply}}, 0, 1},
+      {"204 empty: no retry", {{true, 204, ""}}, 1, 1},
+      {"500 with id: no retry", {{true, 500, reply}}, 0, 1},
+      {"503 empty twice", {{true, 503, ""}, {true, 503, ""}, {true, 200, reply}}, 1, 2},
+      {"503 empty, then an id", {{true, 503, ""}, {true, 200, reply}}, 0, 2},
+      {"503 empty, then not sent", {{true, 503, ""}, {false, 0, ""}}, 1, 2},
+      {"503 empty, then a body without id", {{true, 503, ""}, {true, 503, "x"}}, 1, 2},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    ScriptedTransport transport{c.answers, {}};
+    CQuillAnalyze engine;
+    engine.SetHttpTransport(transport.Bind());
+    std::string id = "untouched";
+    EXPECT_EQ(engine.FetchDeviceId(nullptr, id), c.result);
+    EXPECT_EQ(id, c.result == 0 ? "dev_id_" + uuid : "untouched");
+    ASSERT_EQ(transport.requests.size(), c.sends);
+    for (const auto& r : transport.requests) {
+      EXPECT_EQ(r.host, kTrackingHost);
+      EXPECT_EQ(r.body, "{\"xid\":\"\"}\n");
+      EXPECT_FALSE(r.useGet);
+      EXPECT_FALSE(r.skipReply);
+    }
+  }
+}
+
+TEST(ExchangeRulesTest, DeviceIdRequestFollowsTheVidSchemeAndBindPostSkipsTheReply) {
+  for (const char* url : {"https://h.example/v", "http://h.example/v"}) {
+    SCOPED_TRACE(url);
+    ScriptedTransport transport{{{true, 200, ""}}, {}};
+    CQuillAnalyze engine;
+    engine.SetHttpTransport(transport.Bind());
+    engine.ParseVidUrl(url);
+    std::string id;
+    engine.FetchDeviceId("x", id);
+    EXPECT_TRUE(engine.PostJson("{}"));
+    ASSERT_EQ(transport.requests.size(), 2u);
+    EXPECT_EQ(transport.requests[0].secure, engine.isVidSecure());
+    EXPECT_EQ(transport.requests[1].secure, engine.isVidSecure());
+    EXPECT_EQ(transport.requests[1].host, "h.example");
+    EXPECT_EQ(transport.requests[1].path, "/v");
+    EXPECT_TRUE(transport.requests[1].skipReply);
+  }
+}
+
+TEST(ExchangeRulesTest, PostJsonCountsOnly200And204) {
+  const std::pair<ScriptedTransport::Answer, bool> cases[] = {
+      {{true, 200, ""}, true}, {{true, 204, ""}, true}, {{true, 201, ""}, false},
+      {{true, 500, ""}, false}, {{false, 0, ""}, false}};
+  for (const auto& [answer, delivered] : cases) {
+    ScriptedTransport transport{{answer}, {}};
+    CQuillAnalyze engine;
+    engine.SetHttpTransport(transport.Bind());
+    EXPECT_EQ(engine.PostJson("{\"vid\":\"1\"}\n"), delivered) << answer.status;
+    EXPECT_EQ(transport.requests.size(), 1u);
+  }
+}
+
+TEST(ExchangeRulesTest, UuidShapeCountsFourHyphensInThirtySixCharacters) {
+  const std::pair<std::string, bool> cases[] = {
+      {"3f2a6c1e-0b7d-4e59-9a81-2c4d6e8f0a1b", true},
+      {"----" + std::string(32, 'z'), true},
+      {std::string(32, 'z') + "----", true},
+      {"3f2a6c1e-0b7d-4e59-9a812c4d6e8f0a1bc", false},  // three
+      {"3f2a6c1e-0b7d-4e59-9a81-2c4d6e8f0a1", false},   // 35
+      {"3f2a6c1e-0b7d-4e59-9a81-2c4d6e8f0a1bc", false}, // 37
+      {"--------" + std::string(28, 'z'), true},
+      {"", false},
+  };
+  for (const auto& [text, ok] : cases) {
+    EXPECT_EQ(IsUuidText(text.c_str(), static_cast<std::int32_t>(text.size())), ok) << text;
+  }
+  EXPECT_FALSE(IsUuidText(nullptr, 36));
+}
+
+// With the flag set the id goes in even when there is none yet.
+TEST(ExchangeRulesTest, FirstRunBindBodyCarriesAnEmptyDeviceIdToo) {
+  CQuillAnalyze engine;
+  std::string body;
+  EXPECT_TRUE(engine.BuildBindBody("v1", body));
+  EXPECT_EQ(body, "{\"dev_ids\":[\"\"],\"vid\":\"v1\"}\n");
+}
+
+TEST(ExchangeRulesTest, LanguageCodesMapIgnoringCase) {
+  const std::pair<const char*, int> cases[] = {
+      {"en", 1},  {"DE", 2},  {"fr", 3},     {"it", 4},  {"es", 5},     {"jp", 6},
+      {"Ja", 6},  {"tw", 7},  {"zh-TW", 7},  {"cn", 8},  {"ZH-CN", 8},  {"ar", 9},
+      {"ca", 10}, {"da", 11}, {"hu", 12},    {"kr", 13}, {"nl", 14},    {"nl-be", 15},
+      {"pl", 16}, {"pt", 17}, {"ru", 18},    {"tr", 19}, {"se", 21},    {"xx", 1},
+      {"", 1},    {"e", 1},   {"enx", 1},    {"nl-", 1}, {nullptr, 1}};
+  for (const auto& [code, number] : cases) {
+    EXPECT_EQ(LanguageIndexFromCode(code), number) << (code ? code : "(null)");
+  }
+}
+
+}  // namespace
+}  // namespace orin

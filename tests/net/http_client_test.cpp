@@ -1,0 +1,168 @@
+// The HTTP client against a real server on 127.0.0.1 (ports 80 and 443 of a private network
+// namespace): what goes out, what comes back, and which certificates pass.
+#include <string>
+
+#include "net/http_client.h"
+#include "test_server.h"
+
+namespace orin {
+namespace {
+
+using net::ErrorInfo;
+using net::HttpRequestInfo;
+using net::HttpResponseInfo;
+using testing::TestServer;
+using HttpClientTest = testing::ServerTest;
+
+const std::string kBinaryBody = std::string("a\0b\xff\r\n\"", 7) + std::string(5000, 'z');
+
+struct Outgoing {
+  const char* name;
+  HttpRequestInfo request;
+  const char* method;
+  const char* target;
+  const char* contentType;
+};
+
+TEST_F(HttpClientTest, SendsTheRequestAsGivenOnBothSchemes) {
+  const Outgoing cases[] = {
+      {"json post", {"127.0.0.1", "/api/tracking/devid", "content-type:application/json",
+                     "{\"xid\":\"ab\"}\n", false}, "POST", "/api/tracking/devid",
+       "application/json"},
+      {"multipart get", {"127.0.0.1", "/api/v2/soft/vid", "content-type:multipart/form-data", "",
+                         true}, "GET", "/api/v2/soft/vid", "multipart/form-data"},
+      {"binary body", {"127.0.0.1", "/b", "content-type:application/octet-stream", kBinaryBody,
+                       false}, "POST", "/b", "application/octet-stream"},
+      {"nothing given", {"127.0.0.1", "", "", "", false}, "POST", "/", "<absent>"},
+  };
+  for (bool secure : {false, true}) {
+    for (Outgoing c : cases) {
+      SCOPED_TRACE(std::string(c.name) + (secure ? " over https" : " over http"));
+      TestServer::Reset({{200, "fine", {{"X-Orin", "yes"}}}});
+      c.request.secure = secure;
+      HttpResponseInfo response;
+      ErrorInfo error;
+      ASSERT_TRUE(net::PostRequest(response, c.request, error));
+      EXPECT_EQ(error.code, 0);
+      EXPECT_EQ(response.statusCode, 200u);
+      EXPECT_EQ(response.body, "fine");
+
+      const auto received = TestServer::Received();
+      ASSERT_EQ(received.size(), 1u);
+      EXPECT_EQ(received[0].secure, secure);
+      EXPECT_EQ(received[0].method, c.method);
+      EXPECT_EQ(received[0].target, c.target);
+      EXPECT_EQ(received[0].header("content-type"), c.contentType);
+      EXPECT_EQ(received[0].header("user-agent"),
+                "Mozilla/4.0 (compatible; MSIE 8.0; Windows NT 6.1;Trident/4.0)");
+      EXPECT_EQ(received[0].body, c.request.body);
+    }
+  }
+}
+
+TEST_F(HttpClientTest, HandsBackStatusHeadersAndBody) {
+  const std::string large(10000, 'L');  // several reads
+  struct Case {
+    const char* name;
+    TestServer::Reply reply;
+    bool skipReply;
+  } cases[] = {
+      {"200", {200, "{\"ok\":1}", {{"X-Orin", "yes"}}}, false},
+      {"500 is still delivered", {500, "broken", {{"X-Orin", "yes"}}}, false},
+      {"large body", {200, large, {{"X-Orin", "yes"}}}, false},
+      {"skipReply ignores what is sent", {200, "unread", {{"X-Orin", "yes"}}}, true},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    TestServer::Reset({c.reply});
+    HttpRequestInfo request{"127.0.0.1", "/r", "", "x", false, true, c.skipReply};
+    HttpResponseInfo response;
+    response.body = "stale";
+    response.rawHeaders = "stale";
+    ErrorInfo error;
+    ASSERT_TRUE(net::PostRequest(response, request, error));
+    EXPECT_EQ(response.statusCode, static_cast<unsigned>(c.reply.status));
+    if (c.skipReply) {
+      EXPECT_EQ(response.rawHeaders, "");
+      EXPECT_EQ(response.body, "");
+      continue;
+    }
+    EXPECT_EQ(response.body, c.reply.body);
+    ASSERT_FALSE(response.rawHeaders.empty());
+    EXPECT_EQ(response.rawHeaders.back(), '\0');
+    EXPECT_EQ(response.rawHeaders.rfind("HTTP/1.1 " + std::to_string(c.reply.status), 0), 0u)
+        << response.rawHeaders;
+    EXPECT_NE(response.rawHeaders.find("\r\nX-Orin: yes\r\n"), std::string::npos);
+  }
+}
+
+TEST_F(HttpClientTest, AcceptsTheCertificatesWinInetIsToldToAndNoOthers) {
+  const std::pair<const char*, bool> cases[] = {
+      {"good", true}, {"expired", true}, {"otherhost", false}};
+  for (const auto& [cert, accepted] : cases) {
+    SCOPED_TRACE(cert);
+    TestServer::Reset({{200, "ok"}}, cert);
+    HttpRequestInfo request{"127.0.0.1", "/tls", "", "", true, true};
+    HttpResponseInfo response;
+    ErrorInfo error;
+    EXPECT_EQ(net::PostRequest(response, request, error), accepted);
+    EXPECT_EQ(TestServer::Received().size(), accepted ? 1u : 0u);
+    if (accepted) {
+      EXPECT_EQ(response.statusCode, 200u);
+      EXPECT_EQ(error.code, 0);
+    } else {
+      EXPECT_EQ(response.statusCode, 0u);
+      EXPECT_NE(error.code, 0);
+      EXPECT_EQ(error.message, L"Send http request failed");
+    }
+  }
+}
+
+TEST_F(HttpClientTest, APortInTheHostTextIsPartOfTheName) {
+  for (bool secure : {false, true}) {
+    TestServer::Reset({{200, "ok"}});
+    HttpRequestInfo request{"127.0.0.1:80", "/p", "", "", false, secure};
+    HttpResponseInfo response;
+    ErrorInfo error;
+    EXPECT_FALSE(net::PostRequest(response, request, error));
+    EXPECT_EQ(error.message, L"Send http request failed");
+    EXPECT_TRUE(TestServer::Received().empty());
+  }
+}
+
+TEST_F(HttpClientTest, OrThrowRaisesOnlyForAFailedSend) {
+  TestServer::Reset({{500, "no"}});
+  HttpResponseInfo response;
+  EXPECT_NO_THROW(net::PostRequestOrThrow(response, {"127.0.0.1", "/t", "", "", false, false}));
+  EXPECT_EQ(response.statusCode, 500u);
+  TestServer::Reset({{200, "ok"}}, "otherhost");
+  try {
+    net::PostRequestOrThrow(response, {"127.0.0.1", "/t", "", "", false, true});
+    ADD_FAILURE() << "no exception";
+  } catch (const net::HttpError& e) {
+    EXPECT_NE(e.info().code, 0);
+    EXPECT_EQ(e.info().message, L"Send http request failed");
+  }
+}
+
+TEST(FormQueryTest, JoinsKeptPairsAndKeepsTheSeparatorOfASkippedLastPair) {
+  const struct {
+    std::vector<std::pair<std::string, std::string>> pairs;
+    const char* expected;
+  } cases[] = {
+      {{{"a", "1"}, {"b", "2"}}, "a=1&b=2"},
+      {{{"a", "1"}, {"b", ""}}, "a=1&"},
+      {{{"", "1"}, {"b", "2"}}, "b=2"},
+      {{{"a", "1"}, {"", ""}, {"c", "3"}}, "a=1&c=3"},
+      {{{"a b", "x&y"}}, "a b=x&y"},
+      {{}, ""},
+  };
+  for (const auto& c : cases) {
+    std::string out = "pre:";
+    net::BuildFormQuery(out, c.pairs);
+    EXPECT_EQ(out, std::string("pre:") + c.expected);
+  }
+}
+
+}  // namespace
+}  // namespace orin

@@ -1,0 +1,141 @@
+// orin_test_server STATE_DIR
+// Serves HTTP on port 80 and HTTPS on 443 of every local address (run it in a private network
+// namespace). Each request is appended to STATE_DIR/requests.log as one JSON line
+// {"secure","method","target","headers" (lower-case names),"body_hex","ms"} and answered with
+// entry k of "replies" in STATE_DIR/control.json, k being the number of lines the log held
+// before it (the last entry once they run out; 200 and nothing without a file):
+//   {"cert": "good" | "expired" | "otherhost", "replies": [{"status", "body", "headers": {}}]}
+// The certificate is chosen afresh at each TLS handshake. STATE_DIR/ready appears once both
+// ports listen.
+#include <httplib.h>
+#include <json/json.h>
+#include <openssl/ssl.h>
+
+#include <chrono>
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <mutex>
+#include <thread>
+
+#include "certificates.h"
+
+namespace {
+
+std::string stateDir;
+std::mutex logLock;
+const auto started = std::chrono::steady_clock::now();
+
+KeyPtr key;
+CertPtr goodCert, expiredCert, otherHostCert;
+
+Json::Value ReadControl() {
+  std::ifstream in(stateDir + "/control.json");
+  Json::Value control;
+  if (in) {
+    Json::CharReaderBuilder builder;
+    std::string errors;
+    Json::parseFromStream(builder, in, &control, &errors);
+  }
+  return control;
+}
+
+std::size_t LoggedCount() {
+  std::ifstream in(stateDir + "/requests.log", std::ios::binary);
+  return static_cast<std::size_t>(
+      std::count(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>(), '\n'));
+}
+
+std::string Hex(const std::string& bytes) {
+  static const char digits[] = "0123456789abcdef";
+  std::string out;
+  for (unsigned char c : bytes) {
+    out += digits[c >> 4];
+    out += digits[c & 15];
+  }
+  return out;
+}
+
+void Handle(bool secure, const httplib::Request& req, httplib::Response& res) {
+  std::lock_guard<std::mutex> guard(logLock);
+  Json::Value entry;
+  entry["secure"] = secure;
+  entry["method"] = req.method;
+  entry["target"] = req.target;
+  Json::Value headers(Json::objectValue);
+  for (const auto& [name, value] : req.headers) {
+    std::string lower = name;
+    for (char& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    headers[lower] = value;
+  }
+  entry["headers"] = headers;
+  entry["body_hex"] = Hex(req.body);
+  entry["ms"] = static_cast<Json::Int64>(std::chrono::duration_cast<std::chrono::milliseconds>(
+                                             std::chrono::steady_clock::now() - started)
+                                             .count());
+  const std::size_t index = LoggedCount();
+  Json::StreamWriterBuilder writer;
+  writer["indentation"] = "";
+  std::ofstream(stateDir + "/requests.log", std::ios::binary | std::ios::app)
+      << Json::writeString(writer, entry) << "\n";
+
+  const Json::Value replies = ReadControl()["replies"];
+  res.status = 200;
+  if (!replies.isArray() || replies.empty()) return;
+  const Json::Value& reply = replies[std::min<Json::ArrayIndex>(index, replies.size() - 1)];
+  res.status = reply.get("status", 200).asInt();
+  for (const auto& name : reply["headers"].getMemberNames()) {
+    res.set_header(name, reply["headers"][name].asString());
+  }
+  const std::string body = reply["body"].asString();
+  if (!body.empty()) res.set_content(body, "application/json");
+}
+
+int ChooseCertificate(SSL* ssl, void*) {
+  const std::string mode = ReadControl().get("cert", "good").asString();
+  X509* cert = mode == "expired" ? expiredCert.get()
+               : mode == "otherhost" ? otherHostCert.get()
+                                     : goodCert.get();
+  return SSL_use_certificate(ssl, cert) == 1 && SSL_use_PrivateKey(ssl, key.get()) == 1;
+}
+
+template <typename ServerT>
+void Route(ServerT& server, bool secure) {
+  auto handler = [secure](const httplib::Request& req, httplib::Response& res) {
+    Handle(secure, req, res);
+  };
+  server.Get(".*", handler);
+  server.Post(".*", handler);
+  server.set_keep_alive_max_count(1);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 2) {
+    std::fprintf(stderr, "usage: orin_test_server STATE_DIR\n");
+    return 2;
+  }
+  stateDir = argv[1];
+  key = MakeKey();
+  goodCert = MakeCertificate(key.get(), "127.0.0.1", -1, 365);
+  expiredCert = MakeCertificate(key.get(), "127.0.0.1", -30, -1);
+  otherHostCert = MakeCertificate(key.get(), "other.invalid", -1, 365);
+
+  httplib::Server plain;
+  httplib::SSLServer secure([](SSL_CTX& ctx) {
+    SSL_CTX_set_cert_cb(&ctx, ChooseCertificate, nullptr);
+    return true;
+  });
+  Route(plain, false);
+  Route(secure, true);
+  if (!plain.bind_to_port("0.0.0.0", 80) || !secure.bind_to_port("0.0.0.0", 443)) {
+    std::perror("orin_test_server: bind");
+    return 1;
+  }
+  std::thread plainThread([&] { plain.listen_after_bind(); });
+  std::thread secureThread([&] { secure.listen_after_bind(); });
+  std::ofstream(stateDir + "/ready") << "ready\n";
+  plainThread.join();
+  secureThread.join();
+}
