@@ -3,6 +3,7 @@
 #include <cstring>
 #include <utility>
 
+#include "platform/os.h"
 #include "platform/thread.h"
 
 namespace orin {
@@ -26,8 +27,9 @@ CEventTap::CEventTap() {
   }
 }
 
-CEventTap::~CEventTap() {
-  // The thread may still wake after this: it finds an empty queue, so the vector itself stays.
+CEventTap::~CEventTap() { ReleaseQueue(); }
+
+void CEventTap::ReleaseQueue() {
   std::lock_guard<std::mutex> guard(queueLock_);
   std::vector<EventTapRequest>().swap(queue_);
 }
@@ -92,6 +94,9 @@ void CEventTap::Handle(const EventTapRequest& request) {
 }
 
 void CEventTap::StopHandlingAtExit() {
+  // Windows has already ended the thread, possibly in the middle of a request with the lock
+  // held: waiting for it would hang the exit.
+  if (platform::kIsWindows) return;
   std::lock_guard<std::mutex> busy(handling_);
   exiting_ = true;
 }

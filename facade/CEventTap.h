@@ -21,6 +21,9 @@ class CEventTap : public IEventTap {
   CEventTap();
   // Frees the queue only; the thread, the event and the lock stay until the process ends.
   ~CEventTap();
+  // What the module's exit routine does: frees the queue, as the destructor would, but keeps
+  // the object alive, since its thread may still wake and look at the (empty) queue.
+  void ReleaseQueue();
   CEventTap(const CEventTap&) = delete;
   CEventTap& operator=(const CEventTap&) = delete;
 
@@ -44,6 +47,7 @@ class CEventTap : public IEventTap {
   void Post();
   void Handle(const EventTapRequest& request);
   void InitializeEngine();
+  void RegisterExitHook();
   // The per-event values every point carries: the edition ("v") and the product id ("c").
   void RefreshEnvironment(IQuillAnalyze* engine);
   // The synchronous operations wait for the start-up request, so a point reported right after

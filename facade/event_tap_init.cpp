@@ -2,7 +2,10 @@
 #include <cstdlib>
 #include <string>
 
+#include <json/value.h>
+
 #include "analytics/endpoints.h"
+#include "cache/CAnalyticsFile.h"
 #include "facade/CEventTap.h"
 #include "facade/host_companion.h"
 #include "facade/host_environment.h"
@@ -43,15 +46,26 @@ void CEventTap::RefreshEnvironment(IQuillAnalyze* engine) {
   engine->SetEventStringAt(kKeyProductId, productId);
 }
 
-void CEventTap::InitializeEngine() {
-  IQuillAnalyze* engine = GetAnalyzeEngine();
-  engine_.store(engine);
-  // Registered after the engine and before the probes fill their cached paths, so it runs
-  // before either is destroyed.
+// The exit hook runs before everything that was built before it is torn down: so it is
+// registered once the start-up has built the engine, the cached paths and the libraries' own
+// state, with the cache file object and JsonCpp's shared null value built first on purpose.
+// A host that ends while the start-up itself still runs is not covered.
+void CEventTap::RegisterExitHook() {
+  GetAnalyticsFile();
+  Json::Value::nullSingleton();
   if (exitingFacade == nullptr) {
     exitingFacade = this;
     std::atexit(&StopFacadeAtExit);
   }
+}
+
+void CEventTap::InitializeEngine() {
+  IQuillAnalyze* engine = GetAnalyzeEngine();
+  engine_.store(engine);
+  struct Hook {
+    CEventTap* tap;
+    ~Hook() { tap->RegisterExitHook(); }
+  } hook{this};
   const bool hostFlag = QueryHostFlag();
   const char* collectHost = IsCollectSwitchSet() ? kSecondaryCollectHost : kPrimaryCollectHost;
   const std::string collectUrl = std::string("https://") + collectHost + kCollectPath;

@@ -15,6 +15,9 @@ using ProcessHandle = void*;
 ProcessHandle StartProcess(const std::string& commandLine);
 // WaitForSingleObject(process, timeoutMs); true when the process ended within the time.
 bool WaitProcess(ProcessHandle process, std::uint32_t timeoutMs);
+// The exit code of a process that has ended (after a successful WaitProcess): its exit status,
+// or on POSIX 128 + the signal that ended it. False while it runs or when unknown.
+bool ProcessExitCode(ProcessHandle process, std::uint32_t& code);
 // Releases the handle; the process itself keeps running. POSIX reaps it in the background.
 void CloseProcess(ProcessHandle process);
 

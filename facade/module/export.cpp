@@ -15,7 +15,9 @@ alignas(orin::CEventTap) unsigned char storage[sizeof(orin::CEventTap)];
 
 orin::CEventTap* Facade() { return std::launder(reinterpret_cast<orin::CEventTap*>(storage)); }
 
-void DestroyFacade() { Facade()->~CEventTap(); }
+// The facade's end at exit: its queue is freed, but the object itself outlives the exit list,
+// because its thread (never stopped) may still wake and look at the queue.
+void DestroyFacade() { Facade()->ReleaseQueue(); }
 
 }  // namespace
 

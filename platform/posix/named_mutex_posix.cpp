@@ -112,7 +112,8 @@ MutexHandle CreateNamedMutex(const wchar_t* name) { return OpenHandle(name, true
 // Nobody closes these handles, so one per name is kept for the life of the process.
 MutexHandle CreateOwnedNamedMutex(const wchar_t* name) {
   static std::mutex lock;
-  static std::map<std::wstring, MutexHandle> kept;
+  // Never destroyed either, so the handles stay reachable until the process is gone.
+  static auto& kept = *new std::map<std::wstring, MutexHandle>;
   std::lock_guard<std::mutex> guard(lock);
   MutexHandle& handle = kept[name];
   if (handle == nullptr) handle = OpenHandle(name, true);

@@ -22,6 +22,7 @@ constexpr std::uint32_t kInfinite = 0xFFFFFFFFu;
 struct PosixProcess {
   pid_t pid;
   bool reaped = false;  // touched only by the thread that holds the handle
+  int status = -1;      // as waitpid gave it; -1 when somebody else reaped the child
 };
 
 // True when the child has ended and has been reaped; never blocks.
@@ -33,6 +34,7 @@ bool TryReap(PosixProcess* process) {
     r = ::waitpid(process->pid, &status, WNOHANG);
   } while (r < 0 && errno == EINTR);
   // ECHILD: somebody else (a host with its own SIGCHLD handling) already reaped it.
+  if (r == process->pid) process->status = status;
   if (r == process->pid || (r < 0 && errno == ECHILD)) process->reaped = true;
   return process->reaped;
 }
@@ -102,6 +104,7 @@ bool WaitProcess(ProcessHandle process, std::uint32_t timeoutMs) {
     while (!p->reaped) {
       int status = 0;
       const pid_t r = ::waitpid(p->pid, &status, 0);
+      if (r == p->pid) p->status = status;
       if (r == p->pid || (r < 0 && errno != EINTR)) p->reaped = true;
     }
     return true;
@@ -119,6 +122,20 @@ bool WaitProcess(ProcessHandle process, std::uint32_t timeoutMs) {
     const long long left = static_cast<long long>(timeoutMs) - elapsed;
     Nap(left < 5 ? static_cast<long>(left) : 5L);
   }
+}
+
+bool ProcessExitCode(ProcessHandle process, std::uint32_t& code) {
+  if (process == nullptr) return false;
+  auto* p = static_cast<PosixProcess*>(process);
+  if (!TryReap(p) || p->status < 0) return false;
+  if (WIFEXITED(p->status)) {
+    code = static_cast<std::uint32_t>(WEXITSTATUS(p->status));
+  } else if (WIFSIGNALED(p->status)) {
+    code = 128u + static_cast<std::uint32_t>(WTERMSIG(p->status));
+  } else {
+    return false;
+  }
+  return true;
 }
 
 void CloseProcess(ProcessHandle process) {

@@ -26,6 +26,16 @@ bool WaitProcess(ProcessHandle process, std::uint32_t timeoutMs) {
   return WaitForSingleObject(static_cast<HANDLE>(process), timeoutMs) == WAIT_OBJECT_0;
 }
 
+bool ProcessExitCode(ProcessHandle process, std::uint32_t& code) {
+  DWORD value = 0;
+  if (process == nullptr || !GetExitCodeProcess(static_cast<HANDLE>(process), &value) ||
+      value == STILL_ACTIVE) {
+    return false;
+  }
+  code = value;
+  return true;
+}
+
 void CloseProcess(ProcessHandle process) {
   if (process != nullptr) CloseHandle(static_cast<HANDLE>(process));
 }

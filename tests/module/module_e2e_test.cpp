@@ -107,6 +107,21 @@ TEST_F(ModuleTest, HostFilesChooseEditionEndpointLanguageAndMarketingValues) {
   EXPECT_EQ(ReadIni(shared, "Date", "FirstSetup"), "86400");
 }
 
+// A host that ends, once the module has started, while its points are still queued ends
+// normally, and whatever reached the cache by then is whole.
+TEST_F(ModuleTest, AHostMayEndWithPointsInFlight) {
+  std::string calls = "prepare 3 3 , now , point 4 4";
+  for (int i = 0; i < 50; ++i) calls += " , record";
+  Host(calls);
+  const std::vector<Json::Value> events = CachedEvents();
+  ASSERT_GE(events.size(), 1u);
+  ASSERT_LE(events.size(), 51u);
+  // The numbers went with the first post only.
+  for (std::size_t i = 0; i < events.size(); ++i) {
+    EXPECT_EQ(events[i]["l"].asInt(), i == 0 ? 3 : i == 1 ? 4 : -1);
+  }
+}
+
 TEST_F(ModuleTest, FirstSetupIsWrittenOnceAndTheDeviceIdKept) {
   Host("point 1 1 , record , wait 1");
   const std::string shared = DataFolder() + kSep + "BackupRecovery.ini";

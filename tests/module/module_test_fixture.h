@@ -72,8 +72,12 @@ class ModuleTest : public ::testing::Test {
         platform::StartProcess("\"" + program + "\" --settle 1000 script " + calls);
     ASSERT_NE(p, nullptr);
     const bool ended = platform::WaitProcess(p, 120000);
+    std::uint32_t code = 0xFFFFFFFFu;
+    const bool known = ended && platform::ProcessExitCode(p, code);
     platform::CloseProcess(p);
     ASSERT_TRUE(ended);
+    ASSERT_TRUE(known);
+    ASSERT_EQ(code, 0u) << "orinhost " << calls;  // 1: points missing; else a crash
   }
 
   std::vector<Json::Value> CachedEvents() {
