@@ -1,6 +1,13 @@
 #include "analytics/CQuillAnalyze.h"
 
 #include <cstdint>
+#include <cstdlib>
+#include <mutex>
+
+#include "analytics/event_json.h"
+#include "analytics/worker_gate.h"
+#include "cache/CAnalyticsFile.h"
+#include "common/json_text.h"
 
 namespace orin {
 
@@ -25,6 +32,28 @@ std::int32_t CQuillAnalyze::GetLastErrorCode() {
   // Nothing ever writes the field after construction, so callers comparing it with system error
   // numbers never match; that is the behaviour the helper and its hosts were built around.
   return lastError_;
+}
+
+std::string CQuillAnalyze::CachePath() const {
+  std::lock_guard<std::mutex> guard(cachePathLock_);
+  return cachePath_;
+}
+
+void CQuillAnalyze::SetCachePath(std::string path) {
+  std::lock_guard<std::mutex> guard(cachePathLock_);
+  cachePath_ = std::move(path);
+}
+
+void CQuillAnalyze::StopWorkerAtExit() {
+  static std::once_flag once;
+  std::call_once(once, [this] {
+    // Everything with static lifetime that a dispatch touches, built now if it is not yet.
+    GetAnalyticsFile();
+    ToFastText(BuildEventJson(EventRecord{}));
+    WorkerGateHolds(PropertyMap{});
+    GetHelperPath();
+    std::atexit([] { GetAnalyzeEngine()->StopWorker(); });
+  });
 }
 
 IQuillAnalyze* GetAnalyzeEngine() {

@@ -21,9 +21,16 @@ namespace orin {
 // everything else belongs to the host's thread. Every call the engine makes to one of its own
 // virtual operations goes through the virtual table, so an override changes every path using it.
 //
+// Exceptions stop at the IQuillAnalyze operations: each catches whatever its work throws (an
+// allocation, JsonCpp, an override of one of the engine's own operations) and returns false (or
+// stores nothing); the worker's thread body does the same for each event, which is then dropped
+// like any event that could not be dispatched. The engine's own operations let exceptions
+// through to those boundaries.
+//
 // Lifetime: the process-wide engine (GetAnalyzeEngine) lives in static storage, so its Release
-// does nothing. Any other engine must have been made with new; its Release deletes it. Call
-// StopWorker before an engine with a running worker goes away.
+// does nothing; its worker is stopped at process exit, before anything it uses is destroyed. Any
+// other engine must have been made with new; its Release deletes it. Call StopWorker before such
+// an engine with a running worker goes away.
 class CQuillAnalyze : public IQuillAnalyze {
  public:
   CQuillAnalyze();
@@ -122,7 +129,7 @@ class CQuillAnalyze : public IQuillAnalyze {
   bool isInitialized() const { return initialized_; }
   bool isFirstRun() const { return firstRun_; }
   bool isVidSecure() const { return vidSecure_; }
-  const std::string& cachePath() const { return cachePath_; }
+  std::string cachePath() const { return CachePath(); }
   const std::string& collectAddress() const { return collectAddress_; }
   const std::string& resAddress() const { return resAddress_; }
   const std::string& vidHost() const { return vidHost_; }
@@ -153,6 +160,13 @@ class CQuillAnalyze : public IQuillAnalyze {
   bool StartHelper(const std::string& commandLine, bool wait);
   // The cache-submit and cache-update launches: refused while uninitialized or sending is off.
   bool LaunchCacheHelper(const char* option);
+  // The worker reads the cache path while the host's thread may set it again.
+  std::string CachePath() const;
+  void SetCachePath(std::string path);
+  // Exit handlers and static destructors run while other threads still do (POSIX), so the
+  // process-wide engine stops its worker from an exit handler registered after every object the
+  // worker uses has been built: it runs before any of them is destroyed.
+  void StopWorkerAtExit();
 
   platform::ThreadHandle workerThread_;
   std::atomic<bool> stopRequested_{false};
@@ -162,7 +176,8 @@ class CQuillAnalyze : public IQuillAnalyze {
   bool vidSecure_ = false;
   // Also written by VirtualIdThread.
   std::atomic<bool> firstRun_{true};
-  std::string cachePath_;
+  std::string cachePath_;  // written under cachePathLock_; read under it off the host's thread
+  mutable std::mutex cachePathLock_;
   std::string userConfigPath_;
   std::string collectAddress_;
   std::string resAddress_;

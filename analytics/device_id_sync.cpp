@@ -17,7 +17,7 @@ bool Delivered(std::uint32_t status) { return status == 200 || status == 204; }
 
 }  // namespace
 
-void CQuillAnalyze::SyncDeviceId(const char* xid) {
+void CQuillAnalyze::SyncDeviceId(const char* xid) try {
   PrepareUserConfig(false);
   const std::string config = GetUserConfigPath();
   IQuillCookiesMgr* cookies = GetCookiesMgr();
@@ -38,6 +38,7 @@ void CQuillAnalyze::SyncDeviceId(const char* xid) {
   // Written whenever the server was reached, usable answer or not: a stored id is not asked for
   // again on the next start.
   if (result != -1) platform::WriteProfileString("Net", "suc", "1", config.c_str());
+} catch (...) {
 }
 
 std::int32_t CQuillAnalyze::FetchDeviceId(const char* xid, std::string& deviceId) {

@@ -80,7 +80,7 @@ bool CQuillAnalyze::LoadEndpoints() {
   const std::string collectUrl = UrlOf(host, kCollectPath);
   const char* ini = GetConfigIniPath();
   if (ini == nullptr || *ini == '\0') return false;
-  cachePath_ = ReadIniString("Analyze", "Cache", "", ini);
+  SetCachePath(ReadIniString("Analyze", "Cache", "", ini));
   collectAddress_ = ReadIniString("Analyze", "Address", collectUrl, ini);
   userConfigPath_ = ReadIniString("Analyze", "usercfg", "", ini);
   resAddress_ = ReadIniString("Analyze", "ResAddress", collectUrl, ini);
@@ -140,7 +140,7 @@ bool CQuillAnalyze::SetCacheAndAddress(const std::string& cachePath,
                                        const std::string& collectAddress) {
   if (!cachePath.empty()) {
     platform::WriteProfileString("Analyze", "Cache", cachePath.c_str(), GetConfigIniPath());
-    cachePath_ = cachePath;
+    SetCachePath(cachePath);
   }
   if (!collectAddress.empty()) {
     platform::WriteProfileString("Analyze", "Address", collectAddress.c_str(), GetConfigIniPath());
@@ -151,7 +151,7 @@ bool CQuillAnalyze::SetCacheAndAddress(const std::string& cachePath,
 
 // Under a host (hostFlag) no exchange is made: the stored id is only read.
 bool CQuillAnalyze::Initialize(const std::string& cachePath, const std::string& collectAddress,
-                               bool /*ignored*/, bool hostFlag, const char* xid) {
+                               bool /*ignored*/, bool hostFlag, const char* xid) try {
   if (!IsUserExperienceOn()) return false;
   PrepareUserConfig(hostFlag);
 
@@ -182,16 +182,18 @@ bool CQuillAnalyze::Initialize(const std::string& cachePath, const std::string& 
   }
   initialized_ = true;
   return true;
+} catch (...) {
+  return false;
 }
 
 // Needs neither other.ini nor usercfg.ini: the caller names every file.
 bool CQuillAnalyze::InitializeWithIdFile(const std::string& cachePath,
                                          const std::string& idFilePath,
-                                         const std::string& collectAddress, const char* xid) {
+                                         const std::string& collectAddress, const char* xid) try {
   if (!SetCacheAndAddress(cachePath, collectAddress)) return false;
   std::string deviceId;
   if (!GetCookiesMgr()->GetDevId(idFilePath.c_str(), deviceId, true)) return false;
-  cachePath_ = cachePath;
+  SetCachePath(cachePath);
   collectAddress_ = collectAddress;
   PutCommonProperty("u", PropertyValue{kPropertyText, 0, deviceId});
   if (xid != nullptr && *xid != '\0') {
@@ -199,13 +201,16 @@ bool CQuillAnalyze::InitializeWithIdFile(const std::string& cachePath,
   }
   initialized_ = true;
   return true;
+} catch (...) {
+  return false;
 }
 
 const char* CQuillAnalyze::GetUserConfigPath() { return userConfigPath_.c_str(); }
 
 // Can only turn the engine off; a new Initialize turns it on again.
-void CQuillAnalyze::ApplyUserExperience() {
+void CQuillAnalyze::ApplyUserExperience() try {
   if (!IsUserExperienceOn()) initialized_ = false;
+} catch (...) {
 }
 
 void CQuillAnalyze::SetRootPrefix(std::string prefix) { rootPrefix_ = std::move(prefix); }

@@ -5,17 +5,19 @@
 
 namespace orin {
 
-bool CQuillAnalyze::ReportNow(bool cacheOnly) {
+bool CQuillAnalyze::ReportNow(bool cacheOnly) try {
   if (!initialized_) return false;
   EventRecord record;
   record.dispatch = cacheOnly ? kDispatchCache : kDispatchSend;
   CollectEvent(record);
   if (!cacheOnly && !forceCache_ && sendEnabled_) return SendEvent(record, true);
   return StoreEvent(record);
+} catch (...) {
+  return false;
 }
 
 bool CQuillAnalyze::StoreEvent(const EventRecord& record) {
-  return GetAnalyticsFile()->AppendEvent(cachePath_.c_str(), BuildEventJson(record));
+  return GetAnalyticsFile()->AppendEvent(CachePath().c_str(), BuildEventJson(record));
 }
 
 // Always false, also after a successful launch; callers such as ReportNow pass it on.

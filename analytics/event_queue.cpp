@@ -19,16 +19,21 @@ void Overlay(PropertyMap& target, const PropertyMap& source) {
   for (const auto& entry : source) target[entry.first] = entry.second;
 }
 
+// The thread body is a boundary: whatever an overridden loop throws ends the worker, not the host.
 unsigned WorkerThreadProc(void* engine) {
-  static_cast<CQuillAnalyze*>(engine)->WorkerLoop();
+  try {
+    static_cast<CQuillAnalyze*>(engine)->WorkerLoop();
+  } catch (...) {
+  }
   return 0;
 }
 
 }  // namespace
 
-bool CQuillAnalyze::PostEvent(std::int32_t dispatch) {
+bool CQuillAnalyze::PostEvent(std::int32_t dispatch) try {
   if (!initialized_) return false;
   if (workerThread_ == InvalidThread()) {
+    if (processWide_) StopWorkerAtExit();
     workerThread_ = platform::StartThread(&WorkerThreadProc, this);
     // A failed start leaves nullptr, which this test lets through on purpose: the event is
     // still queued, and no later call tries to start a worker again.
@@ -40,6 +45,8 @@ bool CQuillAnalyze::PostEvent(std::int32_t dispatch) {
   std::lock_guard<std::mutex> guard(queueLock_);
   queue_.push_back(std::move(record));
   return true;
+} catch (...) {
+  return false;
 }
 
 void CQuillAnalyze::CollectEvent(EventRecord& record) {
@@ -74,7 +81,11 @@ void CQuillAnalyze::WorkerLoop() {
       record = std::move(queue_.front());
       queue_.pop_front();
     }
-    DispatchQueued(record);
+    try {
+      DispatchQueued(record);
+    } catch (...) {
+      // Dropped, as any event that could not be stored or handed over; the worker goes on.
+    }
     platform::SleepMs(kEventPauseMs);
   }
 }
@@ -93,12 +104,14 @@ void CQuillAnalyze::DispatchQueued(const EventRecord& record) {
 
 // The stop flag is never cleared: a later PostEvent starts a worker that leaves at once, and its
 // events stay queued for good.
-bool CQuillAnalyze::StopWorker() {
+bool CQuillAnalyze::StopWorker() try {
   if (workerThread_ == InvalidThread()) return true;
   stopRequested_ = true;
   platform::WaitThread(workerThread_, kStopWaitMs);
   platform::CloseThread(workerThread_);
   workerThread_ = InvalidThread();
+  return true;
+} catch (...) {
   return true;
 }
 

@@ -3,6 +3,7 @@
 #include <mutex>
 
 #include "analytics/CQuillAnalyze.h"
+#include "analytics/helper_command.h"
 #include "cache/CAnalyticsFile.h"
 #include "cache/CacheFileLock.h"
 #include "common/json_text.h"
@@ -20,8 +21,6 @@ constexpr std::uint32_t kHelperPathBufferSize = 512;
 constexpr std::size_t kEscapeBufferSize = 1024;
 constexpr std::uint32_t kSubmitWaitMs = 20000;
 constexpr std::uint32_t kAfterStartPauseMs = 500;
-
-std::string Quoted(const char* path) { return std::string("\"") + path + "\""; }
 
 }  // namespace
 
@@ -58,12 +57,16 @@ bool CQuillAnalyze::LaunchCacheHelper(const char* option) {
   if (!initialized_ || !sendEnabled_) return false;
   const char* helper = GetHelperPath();
   if (helper == nullptr) return false;
-  return StartHelper(Quoted(helper) + option, false);
+  return StartHelper(HelperCommandLine(helper, option), false);
 }
 
-bool CQuillAnalyze::LaunchCacheSubmit() { return LaunchCacheHelper(" -submit_cache"); }
+bool CQuillAnalyze::LaunchCacheSubmit() try {
+  return LaunchCacheHelper("-submit_cache");
+} catch (...) {
+  return false;
+}
 
-bool CQuillAnalyze::LaunchCacheUpdate() { return LaunchCacheHelper(" -update_cache"); }
+bool CQuillAnalyze::LaunchCacheUpdate() { return LaunchCacheHelper("-update_cache"); }
 
 bool CQuillAnalyze::LaunchSubmit(const Json::Value& events, bool wait) {
   std::string text = ToFastText(events);
@@ -72,7 +75,7 @@ bool CQuillAnalyze::LaunchSubmit(const Json::Value& events, bool wait) {
   if (text.empty()) return false;
   const char* helper = GetHelperPath();
   if (helper == nullptr) return false;
-  return StartHelper(Quoted(helper) + " -submit \"" + text + "\"", wait);
+  return StartHelper(SubmitCommandLine(helper, text), wait);
 }
 
 void CQuillAnalyze::EscapeQuotes(std::string& text) {
@@ -97,7 +100,7 @@ bool CQuillAnalyze::AppendTextToCache(const char* text) {
   lock.Lock();
   bool written = false;
   if (text != nullptr) {
-    std::FILE* file = std::fopen(cachePath_.c_str(), "ab+");
+    std::FILE* file = std::fopen(CachePath().c_str(), "ab+");
     if (file != nullptr) {
       written = std::fprintf(file, "%s", text) >= 0;
       std::fclose(file);
@@ -111,10 +114,11 @@ void CQuillAnalyze::BackupCacheFile() {
   CacheFileLock lock;
   GetAnalyticsFile();
   lock.Lock();
-  const std::string backup = cachePath_ + "-bak";
-  if (!platform::MoveFileReplacing(cachePath_.c_str(), backup.c_str())) {
-    platform::CopyFileOverwriting(cachePath_.c_str(), backup.c_str());
-    platform::RemoveFile(cachePath_.c_str());
+  const std::string cache = CachePath();
+  const std::string backup = cache + "-bak";
+  if (!platform::MoveFileReplacing(cache.c_str(), backup.c_str())) {
+    platform::CopyFileOverwriting(cache.c_str(), backup.c_str());
+    platform::RemoveFile(cache.c_str());
   }
   lock.Unlock();
   // Outside the lock, so the helper can take the cache at once.

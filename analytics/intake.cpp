@@ -29,10 +29,11 @@ void CQuillAnalyze::PutCommonProperty(std::string key, PropertyValue value) {
   commonProperties_[std::move(key)] = std::move(value);
 }
 
-void CQuillAnalyze::SetEventIds(std::int32_t l, std::int32_t n) {
+void CQuillAnalyze::SetEventIds(std::int32_t l, std::int32_t n) try {
   pendingL_ = l;
   pendingN_ = n;
   StampEventTime();
+} catch (...) {
 }
 
 void CQuillAnalyze::StampEventTime() {
@@ -41,72 +42,91 @@ void CQuillAnalyze::StampEventTime() {
   SetEventIntAt(kTimeKeyIndex, LowInt32(now));
 }
 
-void CQuillAnalyze::SetCommonStringAt(std::int32_t index, const std::string& value) {
+void CQuillAnalyze::SetCommonStringAt(std::int32_t index, const std::string& value) try {
   std::string key;
   if (KeyAt(index, key)) SetCommonString(key, value);
+} catch (...) {
 }
-void CQuillAnalyze::SetCommonString(std::string key, const std::string& value) {
+void CQuillAnalyze::SetCommonString(std::string key, const std::string& value) try {
   PutCommonProperty(std::move(key), TextValue(value));
+} catch (...) {
 }
-void CQuillAnalyze::SetCommonInt64At(std::int32_t index, std::int64_t value) {
+void CQuillAnalyze::SetCommonInt64At(std::int32_t index, std::int64_t value) try {
   std::string key;
   if (KeyAt(index, key)) SetCommonInt64(key, value);
+} catch (...) {
 }
-void CQuillAnalyze::SetCommonInt64(std::string key, std::int64_t value) {
+void CQuillAnalyze::SetCommonInt64(std::string key, std::int64_t value) try {
   PutCommonProperty(std::move(key), Int64Value(value));
+} catch (...) {
 }
-void CQuillAnalyze::SetCommonIntAt(std::int32_t index, std::int32_t value) {
+void CQuillAnalyze::SetCommonIntAt(std::int32_t index, std::int32_t value) try {
   std::string key;
   if (KeyAt(index, key)) SetCommonInt(key, value);
+} catch (...) {
 }
-void CQuillAnalyze::SetCommonInt(std::string key, std::int32_t value) {
+void CQuillAnalyze::SetCommonInt(std::string key, std::int32_t value) try {
   PutCommonProperty(std::move(key), IntValue(value));
+} catch (...) {
 }
 
-void CQuillAnalyze::SetEventStringAt(std::int32_t index, const std::string& value) {
+void CQuillAnalyze::SetEventStringAt(std::int32_t index, const std::string& value) try {
   std::string key;
   if (KeyAt(index, key)) SetEventString(key, value);
+} catch (...) {
 }
-void CQuillAnalyze::SetEventString(std::string key, const std::string& value) {
+void CQuillAnalyze::SetEventString(std::string key, const std::string& value) try {
   eventProperties_[std::move(key)] = TextValue(value);
+} catch (...) {
 }
-void CQuillAnalyze::SetEventInt64At(std::int32_t index, std::int64_t value) {
+void CQuillAnalyze::SetEventInt64At(std::int32_t index, std::int64_t value) try {
   std::string key;
   if (KeyAt(index, key)) SetEventInt64(key, value);
+} catch (...) {
 }
-void CQuillAnalyze::SetEventInt64(std::string key, std::int64_t value) {
+void CQuillAnalyze::SetEventInt64(std::string key, std::int64_t value) try {
   eventProperties_[std::move(key)] = Int64Value(value);
+} catch (...) {
 }
-void CQuillAnalyze::SetEventIntAt(std::int32_t index, std::int32_t value) {
+void CQuillAnalyze::SetEventIntAt(std::int32_t index, std::int32_t value) try {
   std::string key;
   if (KeyAt(index, key)) SetEventInt(key, value);
+} catch (...) {
 }
-void CQuillAnalyze::SetEventInt(std::string key, std::int32_t value) {
+void CQuillAnalyze::SetEventInt(std::string key, std::int32_t value) try {
   eventProperties_[std::move(key)] = IntValue(value);
+} catch (...) {
 }
 
-void CQuillAnalyze::SetCommonDetailString(std::string key, const std::string& value) {
+void CQuillAnalyze::SetCommonDetailString(std::string key, const std::string& value) try {
   commonDetails_[std::move(key)] = TextValue(value);
+} catch (...) {
 }
-void CQuillAnalyze::SetCommonDetailInt64(std::string key, std::int64_t value) {
+void CQuillAnalyze::SetCommonDetailInt64(std::string key, std::int64_t value) try {
   commonDetails_[std::move(key)] = Int64Value(value);
+} catch (...) {
 }
 // Stores kind 1, not 0, as this setter always has; both kinds are written alike.
-void CQuillAnalyze::SetCommonDetailInt(std::string key, std::int32_t value) {
+void CQuillAnalyze::SetCommonDetailInt(std::string key, std::int32_t value) try {
   commonDetails_[std::move(key)] = Int64Value(value);
+} catch (...) {
 }
-void CQuillAnalyze::SetEventDetailString(std::string key, const std::string& value) {
+void CQuillAnalyze::SetEventDetailString(std::string key, const std::string& value) try {
   eventDetails_[std::move(key)] = TextValue(value);
+} catch (...) {
 }
-void CQuillAnalyze::SetEventDetailInt64(std::string key, std::int64_t value) {
+void CQuillAnalyze::SetEventDetailInt64(std::string key, std::int64_t value) try {
   eventDetails_[std::move(key)] = Int64Value(value);
+} catch (...) {
 }
-void CQuillAnalyze::SetEventDetailInt(std::string key, std::int32_t value) {
+void CQuillAnalyze::SetEventDetailInt(std::string key, std::int32_t value) try {
   eventDetails_[std::move(key)] = IntValue(value);
+} catch (...) {
 }
 
 void CQuillAnalyze::SetForceCache(bool forceCache) { forceCache_ = forceCache; }
 void CQuillAnalyze::SetSendEnabled(bool sendEnabled) { sendEnabled_ = sendEnabled; }
-void CQuillAnalyze::SetAuxText(const std::string& value) { auxText_ = value; }
+void CQuillAnalyze::SetAuxText(const std::string& value) try { auxText_ = value; } catch (...) {
+}
 
 }  // namespace orin

@@ -103,11 +103,14 @@ platform::MutexHandle CQuillAnalyze::AcquireBindMutex() {
   return handle;
 }
 
-unsigned CQuillAnalyze::VirtualIdThread(void* engine) {
+// The thread body is a boundary: nothing thrown in the exchange may end the host.
+unsigned CQuillAnalyze::VirtualIdThread(void* engine) try {
   auto* self = static_cast<CQuillAnalyze*>(engine);
   if (self->AcquireBindMutex() == platform::InvalidMutexHandle()) return 0;
   // A first binding is posted twice; on later starts the stored vid is posted once.
   if (self->EnsureVirtualId()) self->RebindVirtualId();
+  return 0;
+} catch (...) {
   return 0;
 }
 

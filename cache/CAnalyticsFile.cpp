@@ -45,12 +45,16 @@ CAnalyticsFile::CAnalyticsFile() { cipher_.SetKey(record::kCacheKey, record::kCa
 
 CAnalyticsFile::~CAnalyticsFile() = default;
 
-bool CAnalyticsFile::LoadFile(const char* path) {
+bool CAnalyticsFile::LoadFile(const char* path) try {
   readIndex_ = 0;
   fileBuffer_.reset();
   records_.clear();
   fileSize_ = 0;
   return LoadRecords(path, records_);
+} catch (...) {
+  // A partial index would still be a consistent prefix, but nothing half-loaded is offered.
+  records_.clear();
+  return false;
 }
 
 bool CAnalyticsFile::LoadRecords(const char* path, std::vector<const char*>& out) {
@@ -63,6 +67,9 @@ bool CAnalyticsFile::LoadRecords(const char* path, std::vector<const char*>& out
   // A file that shrank meanwhile: only the bytes really read are walked.
   const std::int64_t got =
       static_cast<std::int64_t>(std::fread(buffer.get(), 1, static_cast<std::size_t>(size), f.get()));
+  // The old image goes, so the records pointing into it go first.
+  records_.clear();
+  readIndex_ = 0;
   fileBuffer_ = std::move(buffer);
   fileSize_ = got;
   std::int64_t offset = 0;
@@ -84,26 +91,38 @@ const std::vector<std::string>& CAnalyticsFile::TakeRecords(std::int32_t& count)
     ++i;
     ++taken;
   }
-  readIndex_ += taken;
   count = taken;
   return batchTexts_;
 }
 
-bool CAnalyticsFile::ReadNextBatch(Json::Value& out, std::int32_t& count) {
+void CAnalyticsFile::CommitTaken(std::int32_t count) {
+  readIndex_ += count;
+  ReleaseBatchTexts();
+}
+
+// A batch that fails half-way is not taken: count 0, readIndex unchanged, so its records stay
+// for the next batch and for the rewrite.
+bool CAnalyticsFile::ReadNextBatch(Json::Value& out, std::int32_t& count) try {
   const std::vector<std::string>& texts = TakeRecords(count);
   if (texts.empty()) return false;
   ParseRecords(out, texts);
-  ReleaseBatchTexts();
+  CommitTaken(count);
   return true;
+} catch (...) {
+  count = 0;
+  return false;
 }
 
 bool CAnalyticsFile::ReadNextBatchWithUser(Json::Value& out, std::int32_t& count,
-                                           const char* user) {
+                                           const char* user) try {
   const std::vector<std::string>& texts = TakeRecords(count);
   if (texts.empty()) return false;
   ParseRecordsWithUser(out, texts, user);
-  ReleaseBatchTexts();
+  CommitTaken(count);
   return true;
+} catch (...) {
+  count = 0;
+  return false;
 }
 
 void CAnalyticsFile::ReleaseBatchTexts() {
@@ -121,18 +140,22 @@ void CAnalyticsFile::PutBack(std::int32_t count) {
   readIndex_ = static_cast<std::int32_t>(std::clamp<std::int64_t>(index, 0, std::max<std::int64_t>(last, readIndex_)));
 }
 
-bool CAnalyticsFile::CommitConsumed(const char* path) {
+// False (keep the file) is also the answer when the rewrite itself fails by throwing.
+bool CAnalyticsFile::CommitConsumed(const char* path) try {
   if (static_cast<std::size_t>(readIndex_) < records_.size()) {
     WriteUnread(path);
     return false;
   }
   return true;
+} catch (...) {
+  return false;
 }
 
 bool CAnalyticsFile::WriteUnread(const char* path) {
+  // Checked before the open: "wb" would empty a cache that nothing was loaded from.
+  if (!fileBuffer_) return false;
   File f = Open(path, "wb");
   if (!f) return false;
-  if (!fileBuffer_) return true;
   const char* start;
   if (static_cast<std::size_t>(readIndex_) < records_.size()) {
     start = records_[static_cast<std::size_t>(readIndex_)];
@@ -173,7 +196,8 @@ bool CAnalyticsFile::ReadChunk(const char* path, std::vector<std::string>& out,
   return true;
 }
 
-bool CAnalyticsFile::ReadChunks(const char* path, std::vector<Json::Value*>& out) {
+// The chunks already pushed stay the caller's when a later one throws.
+bool CAnalyticsFile::ReadChunks(const char* path, std::vector<Json::Value*>& out) try {
   std::int64_t offset = 0;
   for (;;) {
     std::vector<std::string> texts;
@@ -183,6 +207,8 @@ bool CAnalyticsFile::ReadChunks(const char* path, std::vector<Json::Value*>& out
     if (!chunk->empty()) out.push_back(chunk.release());
   }
   return true;
+} catch (...) {
+  return false;
 }
 
 bool CAnalyticsFile::ReadRecordTexts(const char* path, std::vector<std::string>& out) {
@@ -227,11 +253,13 @@ bool CAnalyticsFile::ReadRecordTexts(const char* path, std::vector<std::string>&
   return true;
 }
 
-bool CAnalyticsFile::ReadAllEvents(const char* path, Json::Value& out) {
+bool CAnalyticsFile::ReadAllEvents(const char* path, Json::Value& out) try {
   std::vector<std::string> texts;
   if (!ReadRecordTexts(path, texts)) return false;
   ParseRecords(out, texts);
   return true;
+} catch (...) {
+  return false;
 }
 
 namespace {
@@ -272,13 +300,17 @@ void CAnalyticsFile::ParseRecordsWithUser(Json::Value& out, const std::vector<st
   });
 }
 
-bool CAnalyticsFile::AppendText(const char* path, const char* text) {
+bool CAnalyticsFile::AppendText(const char* path, const char* text) try {
   if (text == nullptr) return false;
   return AppendPayload(path, std::string(text));
+} catch (...) {
+  return false;
 }
 
-bool CAnalyticsFile::AppendEvent(const char* path, const Json::Value& event) {
+bool CAnalyticsFile::AppendEvent(const char* path, const Json::Value& event) try {
   return AppendPayload(path, ToFastText(event));
+} catch (...) {
+  return false;
 }
 
 bool CAnalyticsFile::AppendPayload(const char* path, const std::string& payload) {

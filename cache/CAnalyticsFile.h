@@ -13,10 +13,14 @@ namespace orin {
 // The event cache file (format in cache/record_format.h). Not internally locked: one thread at a
 // time. Only AppendRecord takes the cross-process cache lock; the delivery cycle works on the
 // memory image taken by LoadFile.
+//
+// The interface operations are where exceptions stop: each catches whatever its work throws (an
+// allocation sized by a stored length, JsonCpp, an override of one of the operations below) and
+// returns its failure value, leaving the loaded records as they were. The class's own operations
+// let exceptions through to that boundary, so a failure inside one is never mistaken for success.
 class CAnalyticsFile : public IAnalyticsFile {
  public:
   CAnalyticsFile();
-  virtual ~CAnalyticsFile();
   CAnalyticsFile(const CAnalyticsFile&) = delete;
   CAnalyticsFile& operator=(const CAnalyticsFile&) = delete;
 
@@ -30,7 +34,10 @@ class CAnalyticsFile : public IAnalyticsFile {
   void PutBack(std::int32_t count) override;
   bool ReadNextBatchWithUser(Json::Value& out, std::int32_t& count, const char* user) override;
 
+  // Nothing loaded: false, and the file is not touched.
   virtual bool WriteUnread(const char* path);
+  // Replaces the loaded image: the records of the previous one are dropped with it (readIndex 0),
+  // and pointers a caller kept from an earlier call become invalid.
   virtual bool LoadRecords(const char* path, std::vector<const char*>& out);
   // Not reentrant: every caller shares one module-wide chunk area.
   virtual bool ReadChunk(const char* path, std::vector<std::string>& out, std::int64_t& offset);
@@ -41,14 +48,18 @@ class CAnalyticsFile : public IAnalyticsFile {
   virtual bool AppendRecord(const char* path, const void* record, std::int32_t size);
   // The caller owns the result (delete[]); nullptr when size cannot hold the length field.
   virtual char* NewRecord(std::int32_t size);
+  // After the operations above, so their slots do not move (see IAnalyticsFile.h).
+  virtual ~CAnalyticsFile();
 
   std::int32_t readIndex() const { return readIndex_; }
   std::size_t recordCount() const { return records_.size(); }
 
  private:
   bool AppendPayload(const char* path, const std::string& payload);
-  // Decrypts `count` loaded records from readIndex on into batchTexts_; advances readIndex.
+  // Decrypts up to `count` loaded records from readIndex on into batchTexts_ and sets `count` to
+  // their number; readIndex moves only once the batch has been parsed (CommitTaken).
   const std::vector<std::string>& TakeRecords(std::int32_t& count);
+  void CommitTaken(std::int32_t count);
   void ReleaseBatchTexts();
 
   CMyEncrypt cipher_;

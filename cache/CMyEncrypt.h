@@ -8,7 +8,6 @@ namespace orin {
 class CMyEncrypt {
  public:
   CMyEncrypt() = default;
-  virtual ~CMyEncrypt() = default;
 
   virtual bool SetKey(const char* key, std::int32_t length);
   virtual bool Encrypt(const char* in, std::int32_t length, char* out, std::int32_t capacity);
@@ -17,6 +16,8 @@ class CMyEncrypt {
   virtual bool DoDecrypt(const char* in, std::int32_t length, char* out, std::int32_t capacity);
   // in and out may be the same buffer; a length of 0 or less writes nothing.
   virtual void XorWithKey(const char* in, std::int32_t length, char* out);
+  // Last, so the operations keep slots 0 to 5 under every compiler (see IAnalyticsFile.h).
+  virtual ~CMyEncrypt() = default;
 
   std::uint32_t keyState() const { return keyState_; }
 

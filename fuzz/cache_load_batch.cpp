@@ -5,7 +5,8 @@
 #include "fuzz_file.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const char* path = WriteFuzzFile(data, size);
+  FuzzFile input(data, size);
+  const char* path = input.path();
   if (path == nullptr) return 0;
   orin::CAnalyticsFile file;
   if (!file.LoadFile(path)) return 0;

@@ -8,7 +8,8 @@
 #include "fuzz_file.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const char* path = WriteFuzzFile(data, size);
+  FuzzFile input(data, size);
+  const char* path = input.path();
   if (path == nullptr) return 0;
   orin::CAnalyticsFile file;
   std::vector<std::string> texts;

@@ -37,7 +37,9 @@ bool CQuillCookiesMgr::CreateAndSave(const char* iniPath, std::string& devId) {
   return true;
 }
 
-bool CQuillCookiesMgr::GetOrCreateDevId(const char* iniPath, std::string& devId) {
+// The three interface operations are where exceptions stop (a failed allocation, or an override
+// of SaveDevId): each returns false then, with devId as it was.
+bool CQuillCookiesMgr::GetOrCreateDevId(const char* iniPath, std::string& devId) try {
   std::string stored;
   ReadDevId(iniPath, stored);
   if (!stored.empty()) {
@@ -45,9 +47,11 @@ bool CQuillCookiesMgr::GetOrCreateDevId(const char* iniPath, std::string& devId)
     return true;
   }
   return CreateAndSave(iniPath, devId);
+} catch (...) {
+  return false;
 }
 
-bool CQuillCookiesMgr::GetDevId(const char* iniPath, std::string& devId, bool createIfMissing) {
+bool CQuillCookiesMgr::GetDevId(const char* iniPath, std::string& devId, bool createIfMissing) try {
   std::string stored;
   ReadDevId(iniPath, stored);
   if (!stored.empty()) {
@@ -56,9 +60,11 @@ bool CQuillCookiesMgr::GetDevId(const char* iniPath, std::string& devId, bool cr
   }
   if (!createIfMissing) return false;
   return CreateAndSave(iniPath, devId);
+} catch (...) {
+  return false;
 }
 
-bool CQuillCookiesMgr::SaveDevId(const char* iniPath, const std::string& devId) {
+bool CQuillCookiesMgr::SaveDevId(const char* iniPath, const std::string& devId) try {
   if (iniPath == nullptr) return true;
   const std::string path = iniPath;
   const std::size_t sep = path.rfind(platform::kPathSep);
@@ -71,6 +77,8 @@ bool CQuillCookiesMgr::SaveDevId(const char* iniPath, const std::string& devId) 
   }
   platform::WriteProfileString(kSection, kKey, devId.c_str(), iniPath);
   return true;
+} catch (...) {
+  return true;  // whatever the write did, as always
 }
 
 CQuillCookiesMgr* GetCookiesMgr() {

@@ -10,11 +10,11 @@ namespace orin {
 class CQuillCookiesMgr : public IQuillCookiesMgr {
  public:
   CQuillCookiesMgr() = default;
-  virtual ~CQuillCookiesMgr() = default;
 
   bool GetOrCreateDevId(const char* iniPath, std::string& devId) override;
   bool GetDevId(const char* iniPath, std::string& devId, bool createIfMissing) override;
   bool SaveDevId(const char* iniPath, const std::string& devId) override;
+  virtual ~CQuillCookiesMgr() = default;
 
   // Assigns devId only when the key holds a non-empty value.
   void ReadDevId(const char* iniPath, std::string& devId);

@@ -20,6 +20,9 @@ bool WaitProcess(ProcessHandle process, std::uint32_t timeoutMs);
 bool ProcessExitCode(ProcessHandle process, std::uint32_t& code);
 // Releases the handle; the process itself keeps running. POSIX reaps it in the background.
 void CloseProcess(ProcessHandle process);
+// TerminateProcess: ends the process at once, without its exit handlers (POSIX: SIGKILL); what it
+// held is abandoned. The handle stays the caller's to wait on and close.
+bool KillProcess(ProcessHandle process);
 
 // Splits a command line into arguments by the rules of the Microsoft C runtime (the ones
 // CommandLineToArgvW and a program's argv follow), so a POSIX child sees what a Windows child sees.

@@ -3,8 +3,9 @@
 #include <string>
 
 // The analytics engine as its hosts see it. The order of the operations is part of the design:
-// add nothing in between. One host thread fills and posts events; the engine's worker thread
-// only reads what was posted.
+// add nothing in between (slot rules, and how a virtual destructor shifts slots per compiler, in
+// IAnalyticsFile.h). One host thread fills and posts events; the engine's worker thread only
+// reads what was posted. No operation throws.
 
 namespace orin {
 
@@ -55,7 +56,8 @@ class IQuillAnalyze {
   virtual void SyncDeviceId(const char* xid) = 0;
 
  protected:
-  // Not virtual: the implementation's own destructor takes the first slot after the interface's.
+  // Not virtual: the implementation's own destructor takes the first slot after the interface's
+  // (34; and 35 too under GCC and MinGW, which give a virtual destructor two entries).
   ~IQuillAnalyze() = default;
 };
 

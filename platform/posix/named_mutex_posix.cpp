@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <map>
 #include <memory>
@@ -35,6 +36,8 @@ struct Handle {
   int owned;  // this handle's share of the nesting
 };
 
+// One file per distinct name: other characters are spelled as "_" and their code in hex, so
+// "GLOBAL/..." and "GLOBAL\\..." (or "GLOBAL_...") never share a lock.
 std::string LockPath(const wchar_t* name) {
   const char* dir = std::getenv("ORIN_LOCK_DIR");
   std::string path = (dir != nullptr && *dir != '\0') ? dir : "/tmp";
@@ -43,7 +46,13 @@ std::string LockPath(const wchar_t* name) {
     const wchar_t c = *p;
     const bool plain = (c >= L'a' && c <= L'z') || (c >= L'A' && c <= L'Z') ||
                        (c >= L'0' && c <= L'9') || c == L'-' || c == L'{' || c == L'}';
-    path += plain ? static_cast<char>(c) : '_';
+    if (plain) {
+      path += static_cast<char>(c);
+    } else {
+      char code[16];
+      std::snprintf(code, sizeof code, "_%x_", static_cast<unsigned>(c));
+      path += code;
+    }
   }
   path += ".lock";
   return path;

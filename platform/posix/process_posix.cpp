@@ -6,6 +6,7 @@
 #include <thread>
 
 #include <dlfcn.h>
+#include <signal.h>
 #include <spawn.h>
 #include <sys/types.h>
 #include <sys/wait.h>
@@ -122,6 +123,13 @@ bool WaitProcess(ProcessHandle process, std::uint32_t timeoutMs) {
     const long long left = static_cast<long long>(timeoutMs) - elapsed;
     Nap(left < 5 ? static_cast<long>(left) : 5L);
   }
+}
+
+bool KillProcess(ProcessHandle process) {
+  if (process == nullptr) return false;
+  auto* p = static_cast<PosixProcess*>(process);
+  // Once reaped, the pid may belong to somebody else.
+  return !p->reaped && ::kill(p->pid, SIGKILL) == 0;
 }
 
 bool ProcessExitCode(ProcessHandle process, std::uint32_t& code) {

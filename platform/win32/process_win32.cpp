@@ -26,6 +26,10 @@ bool WaitProcess(ProcessHandle process, std::uint32_t timeoutMs) {
   return WaitForSingleObject(static_cast<HANDLE>(process), timeoutMs) == WAIT_OBJECT_0;
 }
 
+bool KillProcess(ProcessHandle process) {
+  return process != nullptr && TerminateProcess(static_cast<HANDLE>(process), 1) != 0;
+}
+
 bool ProcessExitCode(ProcessHandle process, std::uint32_t& code) {
   DWORD value = 0;
   if (process == nullptr || !GetExitCodeProcess(static_cast<HANDLE>(process), &value) ||

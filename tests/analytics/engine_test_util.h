@@ -13,23 +13,10 @@
 #include "common/json_text.h"
 #include "platform/host_paths.h"
 #include "platform/os.h"
+#include "support/Programs.h"
 #include "support/TempDir.h"
 
 namespace orin::testing {
-
-// Where the engine looks for its INI files and its helper, with the trailing separator.
-inline std::string ProgramFolder() {
-  char buffer[1024] = {};
-  platform::HostExecutablePath(buffer, sizeof buffer);
-  return std::string(buffer, std::strrchr(buffer, platform::kPathSep) + 1);
-}
-
-// The bound only keeps a broken test from hanging; it is never what a test checks.
-template <typename Pred>
-bool WaitUntil(Pred done, int boundMs = 90000) {
-  for (int waited = 0; waited < boundMs && !done(); waited += 20) platform::SleepMs(20);
-  return done();
-}
 
 // Records the helper launches instead of starting them; stores really happen and are recorded.
 class RecordingEngine : public CQuillAnalyze {

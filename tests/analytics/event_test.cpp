@@ -1,9 +1,12 @@
 // Events: the setters, the merge into a record, the time stamp and the JSON text; then where they
 // go: ReportNow on the caller's thread, PostEvent through the queue and the worker.
+#include <atomic>
 #include <ctime>
+#include <stdexcept>
 
 #include "analytics/worker_gate.h"
 #include "engine_test_util.h"
+#include "platform/process.h"
 
 namespace orin {
 namespace {
@@ -62,6 +65,47 @@ class KeyFormSpy : public CQuillAnalyze {
   }
   std::string seen;
 };
+
+// Each index form the facade uses, at every index: one entry, under the table's key, in the right
+// map, of the right kind and value.
+TEST(Intake, EveryIndexSetterReachesItsKeyWithItsKind) {
+  const char* keys[16] = {"m", "u", "o", "w", "re", "v", "s", "la",
+                          "i", "id", "r", "c", "l", "n", "t", "p"};
+  const std::int64_t big = 4294967301LL;
+  const struct {
+    const char* name;
+    void (*set)(CQuillAnalyze&, std::int32_t);
+    bool common;
+    PropertyValue value;
+  } setters[] = {
+      {"SetCommonStringAt", [](CQuillAnalyze& e, std::int32_t i) { e.SetCommonStringAt(i, "v"); },
+       true, {kPropertyText, 0, "v"}},
+      {"SetCommonInt64At", [](CQuillAnalyze& e, std::int32_t i) { e.SetCommonInt64At(i, 4294967301LL); },
+       true, {kPropertyInt64, big, ""}},
+      {"SetCommonIntAt", [](CQuillAnalyze& e, std::int32_t i) { e.SetCommonIntAt(i, -3); },
+       true, {kPropertyInt, -3, ""}},
+      {"SetEventStringAt", [](CQuillAnalyze& e, std::int32_t i) { e.SetEventStringAt(i, "v"); },
+       false, {kPropertyText, 0, "v"}},
+      {"SetEventInt64At", [](CQuillAnalyze& e, std::int32_t i) { e.SetEventInt64At(i, 4294967301LL); },
+       false, {kPropertyInt64, big, ""}},
+      {"SetEventIntAt", [](CQuillAnalyze& e, std::int32_t i) { e.SetEventIntAt(i, -3); },
+       false, {kPropertyInt, -3, ""}},
+  };
+  for (const auto& s : setters) {
+    for (std::int32_t i = 0; i < 16; ++i) {
+      SCOPED_TRACE(::testing::Message() << s.name << " " << i);
+      CQuillAnalyze e;
+      s.set(e, i);
+      const PropertyMap& map = s.common ? e.commonProperties() : e.eventProperties();
+      EXPECT_TRUE((s.common ? e.eventProperties() : e.commonProperties()).empty());
+      ASSERT_EQ(map.size(), 1u);
+      EXPECT_EQ(map.begin()->first, keys[i]);
+      EXPECT_EQ(map.begin()->second.kind, s.value.kind);
+      EXPECT_EQ(map.begin()->second.number, s.value.number);
+      EXPECT_EQ(map.begin()->second.text, s.value.text);
+    }
+  }
+}
 
 TEST(Intake, IndexFormsUseTheShortKeyTableThroughTheVirtualTable) {
   KeyFormSpy e;
@@ -162,6 +206,44 @@ TEST_F(DispatchTest, WorkerWaitsWhileUIsTheFirstCommonKeyAndStopsForGood) {
   platform::SleepMs(kSeveralWorkerPassesMs);
   EXPECT_EQ(e->calls().size(), 3u);
   EXPECT_EQ(e->queuedCount(), 2u);
+}
+
+// An override that throws stands for anything that can throw inside the engine.
+class ThrowingEngine : public RecordingEngine {
+ public:
+  bool StoreEvent(const EventRecord& record) override {
+    if (throwsLeft-- > 0) throw std::runtime_error("store failed");
+    return RecordingEngine::StoreEvent(record);
+  }
+  std::atomic<int> throwsLeft{0};
+};
+
+TEST_F(DispatchTest, ExceptionsStopAtTheInterfaceAndTheWorkerGoesOnWithTheNextEvent) {
+  auto e = MakeInitialized<ThrowingEngine>();
+  e->SetCommonString("m", "app");
+  e->throwsLeft = 2;
+  EXPECT_FALSE(e->ReportNow(true));
+  e->SetEventIds(1, 0);
+  ASSERT_TRUE(e->PostEvent(0));  // dropped by the worker
+  e->SetEventIds(2, 0);
+  ASSERT_TRUE(e->PostEvent(0));
+  ASSERT_TRUE(testing::WaitUntil([&] { return !e->calls().empty(); }));
+  e->StopWorker();
+  EXPECT_EQ(e->calls(), Names{"store"});
+  EXPECT_EQ(e->text(0).substr(0, 6), "{\"l\":2");
+}
+
+// Without StopWorker the worker would run on through the exit-time destructors (POSIX).
+TEST_F(DispatchTest, AHostMayExitWhileTheProcessWideWorkerRuns) {
+  const std::string report = dir.File("report.txt");
+  platform::ProcessHandle child =
+      platform::StartProcess(testing::ChildProgram("engine_exit_with_worker") + " \"" + cachePath() +
+                             "\" \"" + dir.File("id.ini") + "\" \"" + report + "\"");
+  ASSERT_NE(child, nullptr);
+  EXPECT_TRUE(platform::WaitProcess(child, 600000));
+  platform::CloseProcess(child);
+  EXPECT_EQ(testing::ReadBytes(report), "quiet");
+  EXPECT_GT(testing::ReadBytes(cachePath()).size(), 0u);
 }
 
 TEST(Lifecycle, NothingLeavesBeforeInitialization) {

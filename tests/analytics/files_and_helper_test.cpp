@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "analytics/endpoints.h"
+#include "analytics/helper_command.h"
 #include "cache/CacheFileLock.h"
 #include "engine_test_util.h"
 #include "platform/profile.h"
@@ -46,20 +47,19 @@ void DelayHelper(unsigned ms) { std::ofstream(Beside("orinhlp.ctl")) << ms; }
 
 class ConfigTest : public testing::EngineTest {
  protected:
-  // The engine never creates "QuillBR" itself. On POSIX the shared data folder comes from
-  // ORIN_COMMON_APPDATA, which ctest points into the build tree.
+  // The engine never creates "QuillBR" itself. On POSIX the shared data folder is the test's own
+  // (ORIN_COMMON_APPDATA); under Windows it is the system's, which these tests own under Wine.
   void SetUp() override {
     EngineTest::SetUp();
-    if (!platform::kIsWindows && std::getenv("ORIN_COMMON_APPDATA") == nullptr) {
-      GTEST_SKIP() << "run through ctest, which sets ORIN_COMMON_APPDATA";
-    }
+    testing::SetEnvironment("ORIN_COMMON_APPDATA", dir.File("common-appdata"));
     char appData[260] = {};
     platform::CommonAppDataFolder(appData, sizeof appData);
-    std::filesystem::create_directories(appData + kSep + "QuillBR");
-    userConfig = appData + kSep + "QuillBR" + kSep + "usercfg.ini";
+    quillBR = appData + kSep + "QuillBR";
+    std::filesystem::create_directories(quillBR);
+    userConfig = quillBR + kSep + "usercfg.ini";
     std::filesystem::remove(userConfig);
   }
-  std::string userConfig;
+  std::string quillBR, userConfig;
 };
 
 TEST_F(ConfigTest, SwitchValuePicksTheHostInverted) {
@@ -103,6 +103,63 @@ TEST(ParseVidUrl, SplitsHostAndPathOrChangesNothing) {
     e.ParseVidUrl("https://old/old");
     e.ParseVidUrl(c.first);
     EXPECT_EQ(e.vidHost() + " " + e.vidPath() + " " + std::to_string(e.isVidSecure()), c.second);
+  }
+}
+
+TEST_F(ConfigTest, LoadEndpointsReadsEveryKeyAndNeedsACachePathAndAnAddress) {
+  const std::string collect = std::string("https://") + kPrimaryCollectHost + "/api/v2/soft/collect";
+  const std::string vid = std::string(kPrimaryCollectHost) + " /api/v2/soft/vid";
+  const struct {
+    const char *cache, *address, *res, *vid;  // nullptr: key absent
+    bool result;
+    std::string res_, vid_;  // res address; vid host and path
+  } cases[] = {
+      {"c.dat", "https://a/x", "https://r/y", "http://v:81/p/q", true, "https://r/y", "v:81 /p/q"},
+      {"c.dat", nullptr, nullptr, nullptr, true, collect, vid},
+      {nullptr, "https://a/x", "https://r/y", nullptr, false, "https://r/y", vid},
+      {"c.dat", "", nullptr, nullptr, false, collect, vid},
+  };
+  const std::string ini = Beside("OrAnacfg.ini");
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.cache ? c.cache : "(no cache)");
+    std::remove(ini.c_str());
+    if (c.cache) WriteIni(ini, "Analyze", "Cache", c.cache);
+    if (c.address) WriteIni(ini, "Analyze", "Address", c.address);
+    if (c.res) WriteIni(ini, "Analyze", "ResAddress", c.res);
+    if (c.vid) WriteIni(ini, "Vid", "Address", c.vid);
+    CQuillAnalyze e;
+    EXPECT_EQ(e.LoadEndpoints(), c.result);
+    EXPECT_EQ(e.cachePath(), c.cache ? c.cache : "");
+    EXPECT_EQ(e.collectAddress(), c.address ? c.address : collect);
+    EXPECT_EQ(e.resAddress(), c.res_);
+    EXPECT_EQ(e.vidHost() + " " + e.vidPath(), c.vid_);
+  }
+}
+
+// The error code consulted is the engine's own, always 0, so a missing folder is never created.
+TEST_F(ConfigTest, UserConfigIsPlacedInAMissingSharedFolderWithoutCreatingIt) {
+  std::filesystem::remove_all(quillBR);
+  CQuillAnalyze e;
+  EXPECT_TRUE(e.PrepareUserConfig(false));
+  EXPECT_EQ(e.GetLastErrorCode(), 0);
+  EXPECT_FALSE(testing::Exists(quillBR));
+  EXPECT_EQ(std::string(e.GetUserConfigPath()), userConfig);
+  EXPECT_EQ(Recorded("usercfg"), userConfig);
+}
+
+// Once OrAnacfg.ini has been read the engine always has an address (the file's or the built-in
+// one), and that is what a start without a cache path records, not the argument.
+TEST_F(ConfigTest, InitializeRecordsTheCachePathButKeepsTheAddressItHas) {
+  const std::string builtIn = std::string("https://") + kPrimaryCollectHost + "/api/v2/soft/collect";
+  for (const char* inFile : {static_cast<const char*>(nullptr), "https://file/x"}) {
+    std::remove(Beside("OrAnacfg.ini").c_str());
+    if (inFile) WriteIni(Beside("OrAnacfg.ini"), "Analyze", "Address", inFile);
+    CQuillAnalyze e;
+    ASSERT_TRUE(e.Initialize(dir.File("c.dat"), "https://argument/y", false, false, nullptr));
+    const std::string expected = inFile ? inFile : builtIn;
+    EXPECT_EQ(e.collectAddress(), expected);
+    EXPECT_EQ(Recorded("Address"), expected);
+    EXPECT_EQ(Recorded("Cache"), dir.File("c.dat"));
   }
 }
 
@@ -183,6 +240,16 @@ TEST_F(HelperTest, CommandLinesAsTheHelperReceivesThemAndRefusedLaunchesStartNot
   const std::string helper = e->GetHelperPath();
   EXPECT_EQ(Runs(3), helper + "\t-submit_cache\n" + helper + "\t-update_cache\n" + helper +
                                 "\t-submit\t[\"a\"]\n");
+}
+
+TEST(HelperCommandLine, QuotesThePathAndPutsOneBlankBeforeEachSwitch) {
+  const char* helper = "C:\\Program Files\\Orin App\\orinhlp.exe";
+  EXPECT_EQ(HelperCommandLine(helper, "-submit_cache"),
+            "\"C:\\Program Files\\Orin App\\orinhlp.exe\" -submit_cache");
+  EXPECT_EQ(HelperCommandLine(helper, "-update_cache"),
+            "\"C:\\Program Files\\Orin App\\orinhlp.exe\" -update_cache");
+  EXPECT_EQ(SubmitCommandLine(helper, "[{\\\"a\\\":\\\"b c\\\"}]"),
+            "\"C:\\Program Files\\Orin App\\orinhlp.exe\" -submit \"[{\\\"a\\\":\\\"b c\\\"}]\"");
 }
 
 TEST(EscapeQuotes, StopsAtTheLineFeedEscapesQuotesAndRefusesWhatCannotFit) {

@@ -1,3 +1,4 @@
+#include <new>
 #include <random>
 #include <string>
 #include <vector>
@@ -121,6 +122,118 @@ TEST_F(CacheFile, RecordLargerThanAChunkStopsTheChunkedReadersOnly) {
   EXPECT_EQ(NextBatch(), (Ints{0, 1}));
 }
 
+// A chunk whose records all fail to parse adds no array but does not end the read.
+TEST_F(CacheFile, ChunkedReadGoesOnPastAChunkThatKeepsNothing) {
+  std::string bytes;
+  const std::string junk = RawRecord(std::string(1000, 'x'));
+  while (bytes.size() < static_cast<std::size_t>(record::kChunkSize) + 2 * junk.size()) bytes += junk;
+  WriteBytes(path_, bytes + RawRecord(EventText(1)) + RawRecord("{}") + RawRecord(EventText(2)));
+  EXPECT_EQ(ChunkNumbers(path_), (std::vector<Ints>{{1, 2}}));
+}
+
+// Direct calls of the class's own operations, in orders the delivery cycle never makes.
+TEST_F(CacheFile, OperationsOutOfOrderNeitherEmptyTheCacheNorReadAFreedImage) {
+  const std::string first = RawRecord(EventText(1)) + RawRecord(EventText(2));
+  const std::string second = RawRecord(EventText(7)) + RawRecord(EventText(8));
+  const std::string other = dir_.File("other.dat"), rewritten = dir_.File("rewritten.dat");
+  WriteBytes(path_, first);
+  WriteBytes(other, second);
+  EXPECT_FALSE(file_.WriteUnread(path_.c_str()));  // nothing loaded
+  EXPECT_EQ(ReadBytes(path_), first);
+
+  ASSERT_TRUE(file_.LoadFile(path_.c_str()));
+  EXPECT_EQ(NextBatch(1), Ints{1});
+  std::vector<const char*> records;
+  ASSERT_TRUE(file_.LoadRecords(other.c_str(), records));
+  EXPECT_EQ(records.size(), 2u);
+  // The records of the first image went with it; nothing of the new one was handed out.
+  EXPECT_EQ(NextBatch(), Ints{});
+  EXPECT_TRUE(file_.WriteUnread(rewritten.c_str()));
+  EXPECT_EQ(ReadBytes(rewritten), second);
+}
+
+// An override that throws stands for anything that can fail by throwing inside an operation (an
+// allocation sized by a stored length, JsonCpp). The interface operation stops it, answers with
+// its failure value, and has taken nothing.
+class ThrowingFile : public CAnalyticsFile {
+ public:
+  enum Where { kNowhere, kLoad, kChunk, kTexts, kParse, kParseWithUser, kAppend, kRewrite };
+  Where where = kNowhere;
+  bool LoadRecords(const char* p, std::vector<const char*>& out) override {
+    Throw(kLoad);
+    return CAnalyticsFile::LoadRecords(p, out);
+  }
+  bool ReadChunk(const char* p, std::vector<std::string>& out, std::int64_t& offset) override {
+    Throw(kChunk);
+    return CAnalyticsFile::ReadChunk(p, out, offset);
+  }
+  bool ReadRecordTexts(const char* p, std::vector<std::string>& out) override {
+    Throw(kTexts);
+    return CAnalyticsFile::ReadRecordTexts(p, out);
+  }
+  void ParseRecords(Json::Value& out, const std::vector<std::string>& texts) override {
+    Throw(kParse);
+    CAnalyticsFile::ParseRecords(out, texts);
+  }
+  void ParseRecordsWithUser(Json::Value& out, const std::vector<std::string>& texts,
+                            const char* user) override {
+    Throw(kParseWithUser);
+    CAnalyticsFile::ParseRecordsWithUser(out, texts, user);
+  }
+  bool AppendRecord(const char* p, const void* r, std::int32_t size) override {
+    Throw(kAppend);
+    return CAnalyticsFile::AppendRecord(p, r, size);
+  }
+  bool WriteUnread(const char* p) override {
+    Throw(kRewrite);
+    return CAnalyticsFile::WriteUnread(p);
+  }
+
+ private:
+  void Throw(Where w) {
+    if (w != where) return;
+    if (w == kParse) throw std::bad_alloc();
+    if (w == kParseWithUser) throw Json::LogicError("from JsonCpp");
+    throw 42;
+  }
+};
+
+TEST_F(CacheFile, InterfaceOperationsStopExceptionsAndTakeNothing) {
+  const std::string bytes = RawRecord(EventText(1)) + RawRecord(EventText(2));
+  WriteBytes(path_, bytes);
+  ThrowingFile file;
+  ASSERT_TRUE(file.LoadFile(path_.c_str()));
+  Json::Value out;
+  std::int32_t count = 1;
+  file.where = ThrowingFile::kParse;
+  EXPECT_FALSE(file.ReadNextBatch(out, count));
+  EXPECT_EQ(count, 0);
+  count = 1;
+  file.where = ThrowingFile::kParseWithUser;
+  EXPECT_FALSE(file.ReadNextBatchWithUser(out, count, "u"));
+  EXPECT_EQ(count, 0);
+  EXPECT_EQ(file.readIndex(), 0);
+  file.where = ThrowingFile::kRewrite;
+  EXPECT_FALSE(file.CommitConsumed(path_.c_str()));  // false: the caller keeps the file
+  std::vector<Json::Value*> chunks;
+  file.where = ThrowingFile::kChunk;
+  EXPECT_FALSE(file.ReadChunks(path_.c_str(), chunks));
+  file.where = ThrowingFile::kTexts;
+  EXPECT_FALSE(file.ReadAllEvents(path_.c_str(), out));
+  file.where = ThrowingFile::kAppend;
+  EXPECT_FALSE(file.AppendText(path_.c_str(), "x") || file.AppendEvent(path_.c_str(), out));
+  EXPECT_EQ(ReadBytes(path_), bytes);
+
+  file.where = ThrowingFile::kNowhere;
+  Json::Value all;
+  count = 10;
+  ASSERT_TRUE(file.ReadNextBatch(all, count));
+  EXPECT_EQ(Numbers(all), (Ints{1, 2}));
+  file.where = ThrowingFile::kLoad;
+  EXPECT_FALSE(file.LoadFile(path_.c_str()));
+  EXPECT_EQ(file.recordCount(), 0u);
+}
+
 TEST_F(CacheFile, MissingAndEmptyFiles) {
   const std::string missing = dir_.File("none.dat"), empty = dir_.File("empty.dat");
   Json::Value out;
@@ -159,11 +272,13 @@ TEST_F(CacheFile, EmptyAndUnparsableRecordsAreTakenButAddNothingAndUserGoesIntoO
   EXPECT_EQ(batch[2], 5);
 }
 
-TEST_F(CacheFile, PutBackFloorsAtZeroAndCommitKeepsExactlyTheUnreadBytes) {
+TEST_F(CacheFile, PutBackCountsBackTheRecordsGivenAndCommitKeepsExactlyTheUnreadBytes) {
   const std::string r3 = RawRecord(EventText(3)), torn = LengthField(64) + "{\"l\":";
   WriteBytes(path_, RawRecord(EventText(1)) + RawRecord(EventText(2)) + r3 + torn);
   ASSERT_TRUE(file_.LoadFile(path_.c_str()));
-  NextBatch(2);
+  EXPECT_EQ(NextBatch(2), (Ints{1, 2}));
+  file_.PutBack(1);  // the second one failed
+  EXPECT_EQ(NextBatch(2), (Ints{2, 3}));
   file_.PutBack(5);
   EXPECT_EQ(file_.readIndex(), 0);
   EXPECT_EQ(NextBatch(2), (Ints{1, 2}));

@@ -46,8 +46,9 @@ TEST(CookiesMgr, LookupWithoutCreationWritesNothing) {
   for (const char* text : {"", "[User]\nDevID=\n", "[User]\nName=x\n"}) {  // "": no file
     const std::string ini = dir.File(*text ? "present.ini" : "absent.ini");
     if (*text) WriteBytes(ini, text);
-    std::string id;
+    std::string id = "the caller's";
     EXPECT_FALSE(GetCookiesMgr()->GetDevId(ini.c_str(), id, false));
+    EXPECT_EQ(id, "the caller's");
     EXPECT_EQ(ReadBytes(ini), text);
     EXPECT_EQ(Exists(ini), *text != '\0');
     ASSERT_TRUE(GetCookiesMgr()->GetDevId(ini.c_str(), id, true));

@@ -1,9 +1,11 @@
 #pragma once
 #include <atomic>
 #include <chrono>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <list>
 #include <string>
 #include <system_error>
 
@@ -39,6 +41,13 @@ inline std::string ReadBytes(const std::string& path) {
 
 inline void WriteBytes(const std::string& path, const std::string& bytes) {
   std::ofstream(path, std::ios::binary).write(bytes.data(), std::streamsize(bytes.size()));
+}
+
+// Sets a variable of this process's environment for the rest of its life (putenv keeps the text).
+inline void SetEnvironment(const std::string& name, const std::string& value) {
+  static std::list<std::string> kept;
+  kept.push_back(name + "=" + value);
+  putenv(kept.back().data());
 }
 
 inline bool Exists(const std::string& path) {
