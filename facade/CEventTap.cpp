@@ -31,12 +31,12 @@ CEventTap::~CEventTap() { ReleaseQueue(); }
 
 void CEventTap::ReleaseQueue() {
   std::lock_guard<std::mutex> guard(queueLock_);
-  std::vector<EventTapRequest>().swap(queue_);
+  std::deque<EventTapRequest>().swap(queue_);
 }
 
 unsigned CEventTap::ThreadMain(void* self) {
   auto* tap = static_cast<CEventTap*>(self);
-  std::vector<EventTapRequest> local;
+  std::deque<EventTapRequest> local;
   for (;;) {
     if (!platform::WaitEvent(tap->wake_)) platform::SleepMs(100);
     {
@@ -50,12 +50,7 @@ unsigned CEventTap::ThreadMain(void* self) {
       tap->Handle(request);
       tap->handled_.fetch_add(1, std::memory_order_release);
     }
-    // After a burst, give the memory back rather than keep the largest queue ever seen.
-    if (local.capacity() > 1024) {
-      std::vector<EventTapRequest>().swap(local);
-    } else {
-      local.clear();
-    }
+    local.clear();  // a deque gives its blocks back as it empties
   }
 }
 

@@ -3,7 +3,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
-#include <vector>
+#include <deque>
 
 #include <orinpoint/IEventTap.h>
 #include <orinpoint/IQuillAnalyze.h>
@@ -55,7 +55,9 @@ class CEventTap : public IEventTap {
   IQuillAnalyze* EngineAfterStartUp();
   void MarkStartUpDone();
 
-  std::vector<EventTapRequest> queue_;
+  // A deque rather than one contiguous array: a burst of posts never copies or re-faults the
+  // whole queue on the host's thread as it grows.
+  std::deque<EventTapRequest> queue_;
   platform::EventHandle wake_ = nullptr;
   std::mutex queueLock_;
   // Written by the facade thread, read by host threads for the synchronous operations.

@@ -1,5 +1,6 @@
 #pragma once
 #include <cstdint>
+#include <cstring>
 
 namespace orin {
 
@@ -19,7 +20,15 @@ struct EventTapRequest {
   char paramName[kNameSize] = {};
   std::int32_t paramValue = 0;
 
-  void Reset() { *this = EventTapRequest(); }
+  // Only a set parameter ever writes the name, so the buffer needs clearing only then.
+  void Reset() {
+    type = kNone;
+    first = -1;
+    second = -1;
+    if (hasParam != 0 || paramName[0] != '\0') std::memset(paramName, 0, sizeof paramName);
+    hasParam = 0;
+    paramValue = 0;
+  }
 };
 
 }  // namespace orin
