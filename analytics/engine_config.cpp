@@ -18,21 +18,6 @@ constexpr std::uint32_t kIniBufferSize = 260;
 constexpr std::uint32_t kPathBufferSize = 260;
 constexpr std::int32_t kPathNotFound = 2;  // ERROR_FILE_NOT_FOUND
 
-// Folder of the host executable (with its trailing separator, "." + separator when unknown)
-// followed by fileName.
-std::string HostRelativePath(const char* fileName) {
-  char buffer[kPathBufferSize] = {};
-  if (platform::HostExecutablePath(buffer, kPathBufferSize) == 0) {
-    buffer[0] = '.';
-    buffer[1] = kPathSep;
-    buffer[2] = '\0';
-  } else {
-    char* lastSep = std::strrchr(buffer, kPathSep);
-    if (lastSep != nullptr && lastSep[1] != '\0') lastSep[1] = '\0';
-  }
-  return std::string(buffer) + fileName;
-}
-
 std::string ReadIniString(const char* section, const char* key, const std::string& fallback,
                           const char* path) {
   char buffer[kIniBufferSize] = {};
@@ -48,13 +33,13 @@ std::string UrlOf(const char* host, const char* path) {
 
 const char* CQuillAnalyze::GetConfigIniPath() {
   static std::string cached;
-  if (cached.empty()) cached = HostRelativePath("OrAnacfg.ini");
+  if (cached.empty()) cached = platform::HostRelativePath("OrAnacfg.ini");
   return cached.c_str();
 }
 
 const char* CQuillAnalyze::GetBackupRecoveryIniPath() {
   static std::string cached;
-  if (cached.empty()) cached = HostRelativePath("BackupRecovery.ini");
+  if (cached.empty()) cached = platform::HostRelativePath("BackupRecovery.ini");
   return cached.c_str();
 }
 

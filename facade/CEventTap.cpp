@@ -130,32 +130,20 @@ void CEventTap::SetPoint(std::int32_t first, std::int32_t second) {
 }
 
 // The posting operations are boundaries towards the host: a failed allocation drops the point.
-void CEventTap::SubmitCache() {
+void CEventTap::PostAs(std::int32_t type) {
   try {
-    pending_.type = EventTapRequest::kSubmitCache;
+    pending_.type = type;
     Post();
   } catch (...) {
     pending_.Reset();
   }
 }
 
-void CEventTap::RecordPoint() {
-  try {
-    pending_.type = EventTapRequest::kRecordPoint;
-    Post();
-  } catch (...) {
-    pending_.Reset();
-  }
-}
+void CEventTap::SubmitCache() { PostAs(EventTapRequest::kSubmitCache); }
 
-void CEventTap::PrepareAndSubmitCache() {
-  try {
-    pending_.type = EventTapRequest::kPrepareAndSubmit;
-    Post();
-  } catch (...) {
-    pending_.Reset();
-  }
-}
+void CEventTap::RecordPoint() { PostAs(EventTapRequest::kRecordPoint); }
+
+void CEventTap::PrepareAndSubmitCache() { PostAs(EventTapRequest::kPrepareAndSubmit); }
 
 // Deliberately posts nothing: it only prepares ReportPointNow.
 void CEventTap::PreparePoint(std::int32_t first, std::int32_t second) {

@@ -45,6 +45,7 @@ class CEventTap : public IEventTap {
  private:
   static unsigned ThreadMain(void* self);
   void Post();
+  void PostAs(std::int32_t type);
   void Handle(const EventTapRequest& request);
   void InitializeEngine();
   void RegisterExitHook();

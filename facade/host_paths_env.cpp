@@ -102,18 +102,7 @@ std::string facade_detail::ShortVersionIniPath() {
 // Deliberately inverted: one character other than "1" selects the secondary endpoint; "1",
 // nothing, or anything longer keeps the primary one.
 bool IsCollectSwitchSet() {
-  static const std::string path = [] {
-    char buffer[kPathBufferSize] = {};
-    if (platform::HostExecutablePath(buffer, kPathBufferSize) == 0) {
-      buffer[0] = '.';
-      buffer[1] = kPathSep;
-      buffer[2] = '\0';
-    } else {
-      char* lastSep = std::strrchr(buffer, kPathSep);
-      if (lastSep != nullptr && lastSep[1] != '\0') lastSep[1] = '\0';
-    }
-    return std::string(buffer) + "BackupRecovery.ini";
-  }();
+  static const std::string path = platform::HostRelativePath("BackupRecovery.ini");
   char value[kPathBufferSize] = {};
   platform::ReadProfileString("EventTap", "switch", "", value, kPathBufferSize, path.c_str());
   return std::strlen(value) == 1 && value[0] != '1';

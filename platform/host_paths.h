@@ -1,5 +1,6 @@
 #pragma once
 #include <cstdint>
+#include <string>
 
 namespace orin::platform {
 
@@ -11,5 +12,9 @@ std::uint32_t HostExecutablePath(char* buffer, std::uint32_t size);
 // SHGetFolderPathA(CSIDL_COMMON_APPDATA) into a buffer of at least 260 bytes; false on failure.
 // POSIX: ORIN_COMMON_APPDATA when set, else "/var/lib".
 bool CommonAppDataFolder(char* buffer, std::uint32_t size);
+
+// The folder of the host executable (with its trailing separator; "." and a separator when the
+// path is unknown) followed by fileName.
+std::string HostRelativePath(const char* fileName);
 
 }  // namespace orin::platform
