@@ -41,12 +41,9 @@ std::string QuillFolder(const char* caller, bool& createFailed) {
 }
 
 // The cached forms keep their path even after a failed creation.
-const std::string& CachedDataPath(std::string& cache, const char* fileName) {
-  if (cache.empty()) {
-    bool failed = false;
-    cache = QuillFolder("GetLmAnalyticsPath()", failed) + fileName;
-  }
-  return cache;
+std::string DataPath(const char* fileName) {
+  bool failed = false;
+  return QuillFolder("GetLmAnalyticsPath()", failed) + fileName;
 }
 
 std::string UncachedDataPath(const std::string& fileName) {
@@ -69,28 +66,32 @@ std::string VersionIniIn(char* buffer, std::uint32_t size) {
 
 }  // namespace
 
+// The cached paths are made once, on first use, under the runtime's guard for function-local
+// statics: the facade thread and a host thread may ask at the same time.
 std::string GetUserDataFolder() {
-  static std::string cache;
-  return CachedDataPath(cache, "");
+  static const std::string cache = DataPath("");
+  return cache;
 }
 
 std::string GetFirstSetupIniPath() {
-  static std::string cache;
-  return CachedDataPath(cache, WithSep("BackupRecovery.ini").c_str());
+  static const std::string cache = DataPath(WithSep("BackupRecovery.ini").c_str());
+  return cache;
 }
 
 std::string GetCacheDataPath() {
-  static std::string cache;
-  return CachedDataPath(cache, WithSep("KD_OF.dat").c_str());
+  static const std::string cache = DataPath(WithSep("KD_OF.dat").c_str());
+  return cache;
 }
 
 std::string GetUserConfig() { return UncachedDataPath(WithSep("usercfg.ini")); }
 
 std::string GetMarketingIniPath() { return UncachedDataPath(WithSep("BackupRecovery.ini")); }
 
+// Filled once like the cached paths: the host's own location does not change while it runs.
 const char* GetVersionIniPath() {
   static char buffer[kWidePathBufferSize];
-  return VersionIniIn(buffer, kWidePathBufferSize).empty() ? nullptr : buffer;
+  static const bool found = !VersionIniIn(buffer, kWidePathBufferSize).empty();
+  return found ? buffer : nullptr;
 }
 
 std::string facade_detail::ShortVersionIniPath() {
@@ -101,8 +102,7 @@ std::string facade_detail::ShortVersionIniPath() {
 // Deliberately inverted: one character other than "1" selects the secondary endpoint; "1",
 // nothing, or anything longer keeps the primary one.
 bool IsCollectSwitchSet() {
-  static std::string path;
-  if (path.empty()) path = platform::HostRelativePath("BackupRecovery.ini");
+  static const std::string path = platform::HostRelativePath("BackupRecovery.ini");
   char value[kPathBufferSize] = {};
   platform::ReadProfileString("EventTap", "switch", "", value, kPathBufferSize, path.c_str());
   return std::strlen(value) == 1 && value[0] != '1';
