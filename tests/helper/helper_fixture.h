@@ -1,6 +1,7 @@
 #pragma once
 // A host folder with the real orinhlp.exe and its INI files, a cache to fill, and the collector
 // that with-servers started in this test's network namespace (ports 80 and 443 of 127.0.0.1).
+#include <cstdio>
 #include <map>
 #include <string>
 #include <utility>
@@ -15,6 +16,7 @@
 #include "net/http_client.h"
 #include "platform/files.h"
 #include "platform/host_paths.h"
+#include "platform/last_error.h"
 #include "platform/os.h"
 #include "platform/process.h"
 #include "platform/profile.h"
@@ -99,8 +101,17 @@ class HelperTest : public ::testing::Test {
     for (int n = 0; n < count; ++n) ASSERT_TRUE(file.AppendEvent(path.c_str(), Event(l, n)));
   }
 
+  // A start that fails outright (seen once under a heavily loaded Wine) is the harness's
+  // trouble, not the helper's: it is said in the log and tried again.
   platform::ProcessHandle Start(const std::string& args) {
-    return platform::StartProcess("\"" + helper() + "\" " + args);
+    const std::string line = "\"" + helper() + "\" " + args;
+    for (int attempt = 0; attempt < 3; ++attempt) {
+      if (platform::ProcessHandle p = platform::StartProcess(line)) return p;
+      std::fprintf(stderr, "starting orinhlp failed (error %d)\n",
+                   static_cast<int>(platform::LastErrorCode()));
+      platform::SleepMs(200);
+    }
+    return nullptr;
   }
 
   static int Finish(platform::ProcessHandle process) {
