@@ -9,10 +9,10 @@ namespace {
 
 using CollectorReportTest = HelperTest;
 
-TEST_F(CollectorReportTest, CountsEventsPerPointPerDayAndPerVersion) {
+TEST_F(CollectorReportTest, CountsEventsPerPointPerDayPerVersionAndPerEdition) {
   if (platform::kIsWindows) GTEST_SKIP() << "orincollect is a native program";
   CAnalyticsFile file;
-  // Six events: point 1001/1 four times, 1002/7 twice; two days; two versions; one without "v".
+  // Six events: point 1001/1 four times, 1002/7 twice; two days; two product versions; one without "re".
   const struct { int l, n; long long t; const char* v; } events[] = {
       {1001, 1, 1763856000, "7.3.1.9"}, {1001, 1, 1763856100, "7.3.1.9"},
       {1001, 1, 1763942400, "7.4.0.1"}, {1001, 1, 1763942500, nullptr},
@@ -23,7 +23,8 @@ TEST_F(CollectorReportTest, CountsEventsPerPointPerDayAndPerVersion) {
     event["l"] = e.l;
     event["n"] = e.n;
     event["t"] = static_cast<Json::Int64>(e.t);
-    if (e.v != nullptr) event["v"] = e.v;
+    if (e.v != nullptr) event["re"] = e.v;
+    event["v"] = 53;
     event["u"] = e.l == 1001 ? "dev_id_a" : "dev_id_b";
     ASSERT_TRUE(file.AppendEvent(cache_.c_str(), event));
   }
@@ -36,7 +37,8 @@ TEST_F(CollectorReportTest, CountsEventsPerPointPerDayAndPerVersion) {
   for (const char* line : {"6 events received in 2 batches from 2 devices\n",
                            "  1001/1       4\n", "  1002/7       2\n",
                            "  2025-11-23       3\n", "  2025-11-24       3\n",
-                           "  (none)        1\n", "  7.3.1.9       3\n", "  7.4.0.1       2\n"}) {
+                           "  (none)        1\n", "  7.3.1.9       3\n", "  7.4.0.1       2\n",
+                           "per edition\n  v   events\n  53       6\n"}) {
     EXPECT_NE(report.find(line), std::string::npos) << "missing: " << line << "in\n" << report;
   }
 }

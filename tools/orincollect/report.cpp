@@ -41,7 +41,7 @@ int Report(const std::string& db, std::ostream& out, std::ostream& err) {
     return 1;
   }
   EventStore store;
-  EventStore::Rows total, points, days, versions, exchanges;
+  EventStore::Rows total, points, days, versions, editions, exchanges;
   // The event's own time decides its day; an event without one counts on its arrival day.
   const bool ok =
       store.Open(db) &&
@@ -50,8 +50,10 @@ int Report(const std::string& db, std::ostream& out, std::ostream& err) {
                   " GROUP BY l, n ORDER BY l, n", points) &&
       store.Query("SELECT date(CASE WHEN typeof(t)='integer' THEN t ELSE arrived END,"
                   " 'unixepoch'), COUNT(*) FROM events GROUP BY 1 ORDER BY 1", days) &&
-      store.Query("SELECT COALESCE(v,'(none)'), COUNT(*) FROM events GROUP BY v ORDER BY v",
+      store.Query("SELECT COALESCE(re,'(none)'), COUNT(*) FROM events GROUP BY re ORDER BY re",
                   versions) &&
+      store.Query("SELECT COALESCE(v,'(none)'), COUNT(*) FROM events GROUP BY v ORDER BY v",
+                  editions) &&
       store.Query("SELECT path, method, COUNT(*) FROM exchanges GROUP BY path, method"
                   " ORDER BY path, method", exchanges);
   if (!ok) {
@@ -64,8 +66,10 @@ int Report(const std::string& db, std::ostream& out, std::ostream& err) {
   Table(out, {"l/n", "events"}, points);
   out << "\nper day (UTC)\n";
   Table(out, {"day", "events"}, days);
-  out << "\nper version\n";
-  Table(out, {"v", "events"}, versions);
+  out << "\nper product version\n";
+  Table(out, {"re", "events"}, versions);
+  out << "\nper edition\n";
+  Table(out, {"v", "events"}, editions);
   out << "\nidentity requests\n";
   Table(out, {"path", "method", "requests"}, exchanges);
   return 0;
