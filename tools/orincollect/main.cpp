@@ -29,7 +29,7 @@ int main(int argc, char** argv) {
   serveCmd->add_flag("--quiet", serve.quiet, "no start-up line");
 
   std::string db;
-  auto* reportCmd = app.add_subcommand("report", "Events per point, per day and per version");
+  auto* reportCmd = app.add_subcommand("report", "Events per point, per day, per product version and per edition");
   reportCmd->add_option("DB", db, "the database serve wrote")->required();
 
   try {
