@@ -4,7 +4,9 @@
 // {"secure","method","target","headers" (lower-case names),"body_hex","ms"} and answered with
 // entry k of "replies" in STATE_DIR/control.json, k being the number of lines the log held
 // before it (the last entry once they run out; 200 and nothing without a file):
-//   {"cert": "good" | "expired" | "otherhost", "replies": [{"status", "body", "headers": {}}]}
+//   {"cert": "good" | "expired" | "otherhost",
+//    "replies": [{"status", "body", "headers": {}, "delay_ms"}]}
+// A reply with "delay_ms" is held that long before it is answered (other requests go on).
 // The certificate is chosen afresh at each TLS handshake. STATE_DIR/ready appears once both
 // ports listen.
 #include <httplib.h>
@@ -56,7 +58,8 @@ std::string Hex(const std::string& bytes) {
   return out;
 }
 
-void Handle(bool secure, const httplib::Request& req, httplib::Response& res) {
+// Logs the request and picks its reply; returns how long the reply is to be held.
+int Answer(bool secure, const httplib::Request& req, httplib::Response& res) {
   std::lock_guard<std::mutex> guard(logLock);
   Json::Value entry;
   entry["secure"] = secure;
@@ -81,7 +84,7 @@ void Handle(bool secure, const httplib::Request& req, httplib::Response& res) {
 
   const Json::Value replies = ReadControl()["replies"];
   res.status = 200;
-  if (!replies.isArray() || replies.empty()) return;
+  if (!replies.isArray() || replies.empty()) return 0;
   const Json::Value& reply = replies[std::min<Json::ArrayIndex>(index, replies.size() - 1)];
   res.status = reply.get("status", 200).asInt();
   for (const auto& name : reply["headers"].getMemberNames()) {
@@ -89,6 +92,12 @@ void Handle(bool secure, const httplib::Request& req, httplib::Response& res) {
   }
   const std::string body = reply["body"].asString();
   if (!body.empty()) res.set_content(body, "application/json");
+  return reply.get("delay_ms", 0).asInt();
+}
+
+void Handle(bool secure, const httplib::Request& req, httplib::Response& res) {
+  const int delayMs = Answer(secure, req, res);
+  if (delayMs > 0) std::this_thread::sleep_for(std::chrono::milliseconds(delayMs));
 }
 
 int ChooseCertificate(SSL* ssl, void*) {
