@@ -161,9 +161,9 @@ bool CQuillAnalyze::Initialize(const std::string& cachePath, const std::string& 
     if (!cookies->GetDevId(userConfigPath_.c_str(), deviceId, false)) return false;
   }
 
-  PutCommonProperty("u", PropertyValue{kPropertyText, 0, deviceId});
+  Put(commonProperties_, "u", PropertyValue{kPropertyText, 0, deviceId});
   if (xid != nullptr && *xid != '\0') {
-    commonDetails_["xid"] = PropertyValue{kPropertyText, 0, xid};
+    Put(commonDetails_, "xid", PropertyValue{kPropertyText, 0, xid});
   }
   initialized_ = true;
   return true;
@@ -180,9 +180,9 @@ bool CQuillAnalyze::InitializeWithIdFile(const std::string& cachePath,
   if (!GetCookiesMgr()->GetDevId(idFilePath.c_str(), deviceId, true)) return false;
   SetCachePath(cachePath);
   collectAddress_ = collectAddress;
-  PutCommonProperty("u", PropertyValue{kPropertyText, 0, deviceId});
+  Put(commonProperties_, "u", PropertyValue{kPropertyText, 0, deviceId});
   if (xid != nullptr && *xid != '\0') {
-    commonDetails_["xid"] = PropertyValue{kPropertyText, 0, xid};
+    Put(commonDetails_, "xid", PropertyValue{kPropertyText, 0, xid});
   }
   initialized_ = true;
   return true;

@@ -25,11 +25,9 @@ constexpr std::int32_t kKeyApp = 0;          // "m"
 constexpr std::int32_t kKeyOs = 2;           // "o"
 constexpr std::int32_t kKeyProduct = 3;      // "w"
 constexpr std::int32_t kKeyVersion = 4;      // "re"
-constexpr std::int32_t kKeyEdition = 5;      // "v"
 constexpr std::int32_t kKeyLanguage = 7;     // "la"
 constexpr std::int32_t kKeySetupTime = 8;    // "i"
 constexpr std::int32_t kKeySetupDays = 9;    // "id"
-constexpr std::int32_t kKeyProductId = 11;   // "c"
 
 // The one facade whose thread must stop before the process's statics go away.
 CEventTap* exitingFacade = nullptr;
@@ -40,10 +38,12 @@ void StopFacadeAtExit() {
 
 }  // namespace
 
-void CEventTap::RefreshEnvironment(IQuillAnalyze* engine) {
-  const std::string productId = GetMarketingProductId();
-  engine->SetEventIntAt(kKeyEdition, GetEditionCode());
-  engine->SetEventStringAt(kKeyProductId, productId);
+// The product id is read before the edition, as the host always has.
+CEventTap::PointEnvironment CEventTap::ReadPointEnvironment() {
+  PointEnvironment environment;
+  environment.productId = GetMarketingProductId();
+  environment.edition = GetEditionCode();
+  return environment;
 }
 
 // The exit hook runs before everything that was built before it is torn down: so it is
@@ -60,7 +60,8 @@ void CEventTap::RegisterExitHook() {
 }
 
 void CEventTap::InitializeEngine() {
-  IQuillAnalyze* engine = GetAnalyzeEngine();
+  // The process-wide engine is always this module's own class.
+  auto* engine = static_cast<CQuillAnalyze*>(GetAnalyzeEngine());
   engine_.store(engine);
   struct Hook {
     CEventTap* tap;

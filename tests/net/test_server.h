@@ -37,6 +37,7 @@ class TestServer {
     int status = 200;
     std::string body;
     std::vector<std::pair<std::string, std::string>> headers = {};
+    int delayMs = 0;  // held that long before it is answered
   };
 
   // Forgets what was received; the next requests get these replies in turn (the last repeats).
@@ -48,6 +49,7 @@ class TestServer {
       Json::Value reply;
       reply["status"] = r.status;
       reply["body"] = r.body;
+      reply["delay_ms"] = r.delayMs;
       reply["headers"] = Json::Value(Json::objectValue);
       for (const auto& [name, value] : r.headers) reply["headers"][name] = value;
       control["replies"].append(reply);

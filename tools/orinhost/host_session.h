@@ -20,7 +20,10 @@ class HostSession {
   bool Load(const std::string& modulePath);
   // Runs one call on the facade: "point L N", "param KIND NAME VALUE", "record", "submit",
   // "prepsubmit", "prepare L N", "now", "submitnow", "wait COUNT" (until COUNT new events are
-  // cached), "sleep MS". Returns false for a word it does not know or a number that is not one.
+  // cached), "cached COUNT" (exactly COUNT new events are cached at this moment), "sleep MS",
+  // "unload" (the host lets the module go: FreeLibrary / dlclose; only "wait", "cached" and
+  // "sleep" work after it). Returns false for a word it does not know, a number that is not
+  // one, or a "cached" count that does not match.
   bool Run(const std::vector<std::string>& op);
   // Waits until `expected` events more than at Load are in the cache; false on time-out.
   bool WaitForEvents(std::int32_t expected);
@@ -37,6 +40,7 @@ class HostSession {
   std::ostream& out_;
   std::ostream& err_;
   IEventTap* tap_ = nullptr;
+  void* module_ = nullptr;
   std::string cachePath_;
   std::int32_t baseline_ = 0;
   std::int32_t added_ = 0;  // events the calls so far will cache
