@@ -31,14 +31,15 @@ std::string UrlOf(const char* host, const char* path) {
 
 }  // namespace
 
+// The cached paths are never destroyed: the module's threads may use them while the exit runs.
 const char* CQuillAnalyze::GetConfigIniPath() {
-  static std::string cached;
+  static std::string& cached = *new std::string;
   if (cached.empty()) cached = platform::HostRelativePath("OrAnacfg.ini");
   return cached.c_str();
 }
 
 const char* CQuillAnalyze::GetBackupRecoveryIniPath() {
-  static std::string cached;
+  static std::string& cached = *new std::string;
   if (cached.empty()) cached = platform::HostRelativePath("BackupRecovery.ini");
   return cached.c_str();
 }

@@ -11,6 +11,7 @@
 #include "facade/host_environment.h"
 #include "facade/language.h"
 #include "facade/os_name.h"
+#include "identity/CQuillCookiesMgr.h"
 
 namespace orin {
 namespace {
@@ -46,17 +47,19 @@ CEventTap::PointEnvironment CEventTap::ReadPointEnvironment() {
   return environment;
 }
 
-// The exit hook runs before everything that was built before it is torn down: so it is
-// registered once the start-up has built the engine, the cached paths and the libraries' own
-// state, with the cache file object and JsonCpp's shared null value built first on purpose.
-// A host that ends while the start-up itself still runs is not covered.
+// The exit hook runs before everything that was built before it is torn down, and the first
+// network exchange of the start-up comes after it: so the objects with destructors that a
+// request uses (the engine, the cache file object, the device-id manager, JsonCpp's shared null
+// value, the transport's libraries and their own exit handlers) are built first; the cached
+// paths are never destroyed.
 void CEventTap::RegisterExitHook() {
+  if (exitingFacade != nullptr) return;
+  GetAnalyzeEngine();
   GetAnalyticsFile();
+  GetCookiesMgr();
   Json::Value::nullSingleton();
-  if (exitingFacade == nullptr) {
-    exitingFacade = this;
-    std::atexit(&StopFacadeAtExit);
-  }
+  exitingFacade = this;
+  std::atexit(&StopFacadeAtExit);
 }
 
 void CEventTap::InitializeEngine() {
@@ -84,7 +87,9 @@ void CEventTap::InitializeEngine() {
   GetMarketingSourceId(sourceId);
   if (userConfig.empty()) return;
 
-  if (!engine->Initialize(GetCacheDataPath(), collectUrl, true, hostFlag,
+  const std::string cachePath = GetCacheDataPath();
+  RegisterExitHook();  // before the device-id exchange
+  if (!engine->Initialize(cachePath, collectUrl, true, hostFlag,
                           sourceId.empty() ? nullptr : sourceId.c_str())) {
     return;
   }
