@@ -178,6 +178,24 @@ TEST_F(ModuleTest, AHostMayUnloadTheModuleOrEndWhileItsThreadWorks) {
   Host("point 6 6 , record , sleep 300");
 }
 
+// While the module's thread waits for the cache mutex another process holds, the host's posts
+// beyond the queue's bound are refused instead of growing the host's heap; what was queued is
+// cached once the mutex is free.
+TEST_F(ModuleTest, PostsBeyondTheQueuesBoundAreRefusedWhileTheThreadIsStuck) {
+  const int bound = 16384, posted = 20000;
+  Host("prepare 0 0 , now , wait 1 , lockcache , point 1 0 , record , sleep 1000 , repeat " +
+       std::to_string(posted) + " , point 2 $i , record , end , unlockcache , wait " +
+       std::to_string(bound + 1));
+  const std::vector<Json::Value> events = CachedEvents();
+  // (0,0), then (1,0) unless the thread had not yet taken it off the queue, then the 2s.
+  ASSERT_GE(events.size(), std::size_t(bound + 1));
+  ASSERT_LE(events.size(), std::size_t(bound + 2));
+  for (std::size_t i = events.size() - bound + 1; i < events.size(); ++i) {
+    EXPECT_EQ(events[i]["l"].asInt(), 2);
+    EXPECT_EQ(events[i]["n"].asInt(), events[i - 1]["n"].asInt() + 1);
+  }
+}
+
 TEST_F(ModuleTest, FirstSetupIsWrittenOnceAndTheDeviceIdKept) {
   Host("point 1 1 , record , wait 1");
   const std::string shared = DataFolder() + kSep + "BackupRecovery.ini";

@@ -92,6 +92,14 @@ bool HostSession::Run(const std::vector<std::string>& op) {
     platform::SleepMs(static_cast<std::uint32_t>(a));
     return true;
   }
+  if (word == "lockcache" && numbers(0) && !cacheLock_) {
+    cacheLock_ = std::make_unique<CacheFileLock>();
+    return cacheLock_->Lock();
+  }
+  if (word == "unlockcache" && numbers(0) && cacheLock_) {
+    cacheLock_.reset();
+    return true;
+  }
   if (tap_ == nullptr) return false;
   if (word == "unload" && numbers(0)) {
     platform::CloseLibrary(module_);

@@ -100,7 +100,7 @@ int main(int argc, char** argv) {
   auto* script = app.add_subcommand(
       "script", "Facade calls in order, separated by ',': point L N, param KIND NAME VALUE, "
                 "record, submit, prepsubmit, prepare L N, now, submitnow, wait COUNT, "
-                "cached COUNT, sleep MS, unload; 'repeat N , CALLS , end' runs CALLS N times "
+                "cached COUNT, sleep MS, unload, lockcache, unlockcache; 'repeat N , CALLS , end' runs CALLS N times "
                 "with $i standing for the round (1 to N)");
   script->prefix_command();  // the calls reuse command words ("record", "submit")
 
