@@ -161,7 +161,8 @@ int main(int argc, char** argv) {
   for (const Op& op : ops) {
     if (op.empty()) continue;
     std::cout << "> " << Describe(op) << '\n';
-    if (op[0] == "submit" || op[0] == "prepsubmit") queuedUpload = true;
+    // SubmitCacheNow is queued too while the module is still starting.
+    if (op[0] == "submit" || op[0] == "prepsubmit" || op[0] == "submitnow") queuedUpload = true;
     if (!session.Run(op)) {
       if (op[0] != "wait") {
         std::cerr << "orinhost: cannot run '" << Describe(op) << "'\n";
