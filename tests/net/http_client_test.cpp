@@ -1,9 +1,11 @@
 // The HTTP client against a real server on 127.0.0.1 (ports 80 and 443 of a private network
 // namespace): what goes out, what comes back, and which certificates pass.
 #include <string>
+#include <thread>
 
 #include "net/http_client.h"
 #include "platform/os.h"
+#include "support/Programs.h"
 #include "test_server.h"
 
 namespace orin {
@@ -54,6 +56,15 @@ TEST_F(HttpClientTest, SendsTheRequestAsGivenOnBothSchemes) {
       EXPECT_EQ(received[0].method, c.method);
       EXPECT_EQ(received[0].target, c.target);
       EXPECT_EQ(received[0].header("content-type"), c.contentType);
+      // The caller's header goes out under the name it was given; nothing the caller did not ask
+      // for but the user agent, the host and the length.
+      EXPECT_EQ(received[0].version, "HTTP/1.1");
+      for (const auto& name : received[0].names) {
+        const std::string n = name.asString();
+        EXPECT_TRUE(n == "content-type" || n == "User-Agent" || n == "Host" ||
+                    n == "Content-Length")
+            << n;
+      }
       EXPECT_EQ(received[0].header("user-agent"),
                 "Mozilla/4.0 (compatible; MSIE 8.0; Windows NT 6.1;Trident/4.0)");
       EXPECT_EQ(received[0].body, c.request.body);
@@ -72,6 +83,10 @@ TEST_F(HttpClientTest, HandsBackStatusHeadersAndBody) {
       {"500 is still delivered", {500, "broken", {{"X-Orin", "yes"}}}, false},
       {"large body", {200, large, {{"X-Orin", "yes"}}}, false},
       {"skipReply ignores what is sent", {200, "unread", {{"X-Orin", "yes"}}}, true},
+      {"only so much is kept", {200, std::string(net::kReplyBodyLimit, 'K') + "dropped",
+                                {{"X-Orin", "yes"}}}, false},
+      // The server announces more than it sends: a failed read keeps what arrived.
+      {"cut short", {200, "partial", {{"X-Orin", "yes"}}, 0, 100}, false},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
@@ -80,15 +95,17 @@ TEST_F(HttpClientTest, HandsBackStatusHeadersAndBody) {
     HttpResponseInfo response;
     response.body = "stale";
     response.rawHeaders = "stale";
-    ErrorInfo error;
+    ErrorInfo error{12345, L"stale"};
     ASSERT_TRUE(net::PostRequest(response, request, error));
+    EXPECT_EQ(error.code, 0);
+    EXPECT_EQ(error.message, L"");
     EXPECT_EQ(response.statusCode, static_cast<unsigned>(c.reply.status));
     if (c.skipReply) {
       EXPECT_EQ(response.rawHeaders, "");
       EXPECT_EQ(response.body, "");
       continue;
     }
-    EXPECT_EQ(response.body, c.reply.body);
+    EXPECT_EQ(response.body, c.reply.body.substr(0, net::kReplyBodyLimit));
     ASSERT_FALSE(response.rawHeaders.empty());
     EXPECT_EQ(response.rawHeaders.back(), '\0');
     EXPECT_EQ(response.rawHeaders.rfind("HTTP/1.1 " + std::to_string(c.reply.status), 0), 0u)
@@ -99,7 +116,7 @@ TEST_F(HttpClientTest, HandsBackStatusHeadersAndBody) {
 
 TEST_F(HttpClientTest, AcceptsTheCertificatesWinInetIsToldToAndNoOthers) {
   const std::pair<const char*, bool> cases[] = {
-      {"good", true}, {"expired", true}, {"otherhost", false}};
+      {"good", true}, {"expired", true}, {"notyet", true}, {"otherhost", false}};
   for (const auto& [cert, accepted] : cases) {
     SCOPED_TRACE(cert);
     TestServer::Reset({{200, "ok"}}, cert);
@@ -221,6 +238,40 @@ TEST_F(HttpClientTest, FollowsRedirectsAsWinInetDoes) {
     }
     EXPECT_EQ(arrivals, r.arrivals);
   }
+}
+
+// Last of the server tests: the flag stays set for the rest of the program. The server holds its
+// answer for 30 s; the held request must end long before (ctest's time-out catches a hang).
+TEST_F(HttpClientTest, AnExitEndsTheRequestInFlightAndRefusesEveryLaterOne) {
+  net::PrepareTransportForExit();
+  TestServer::Reset({{200, "late", {}, 30000}});
+  ErrorInfo held;
+  bool heldSent = true;
+  std::thread request;
+  // WinInet's threads end with the process; only the next send is refused there.
+  if (!platform::kIsWindows) {
+    request = std::thread([&] {
+      HttpResponseInfo response;
+      heldSent = net::PostRequest(response, {"127.0.0.1", "/held", "", "", false, false}, held);
+    });
+    EXPECT_TRUE(testing::WaitUntil([] { return TestServer::Received().size() == 1; }));
+  }
+  net::AbortRequestsForExit();
+  if (request.joinable()) {
+    request.join();
+    EXPECT_FALSE(heldSent);
+    EXPECT_NE(held.code, 0);
+    EXPECT_EQ(held.message, L"Send http request failed");
+  }
+  const std::size_t before = TestServer::Received().size();
+  for (bool secure : {false, true}) {
+    HttpResponseInfo response;
+    ErrorInfo error;
+    EXPECT_FALSE(net::PostRequest(response, {"127.0.0.1", "/later", "", "", false, secure}, error));
+    EXPECT_NE(error.code, 0);
+    EXPECT_EQ(error.message, L"Send http request failed");
+  }
+  EXPECT_EQ(TestServer::Received().size(), before);
 }
 
 TEST(FormQueryTest, JoinsKeptPairsAndKeepsTheSeparatorOfASkippedLastPair) {
