@@ -70,7 +70,7 @@ class ModuleTest : public ::testing::Test {
   // The server holds the start-up's device-id request (and its retry) for `ms`, then answers
   // without an id, so the module makes one of its own.
   static void HoldDeviceIdRequest(int ms) {
-    testing::TestServer::Reset({{200, "", {}, ms}, {503, "", {}, ms}, {200, "", {}, 0}});
+    testing::TestServer::Reset({{200, "", {}, ms, 0}, {503, "", {}, ms, 0}, {200, "", {}, 0, 0}});
   }
 
   // Runs orinhost's calls (words separated by ",") in the sandbox and waits for it to end.
