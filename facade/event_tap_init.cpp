@@ -12,6 +12,7 @@
 #include "facade/language.h"
 #include "facade/os_name.h"
 #include "identity/CQuillCookiesMgr.h"
+#include "net/http_client.h"
 
 namespace orin {
 namespace {
@@ -33,7 +34,9 @@ constexpr std::int32_t kKeySetupDays = 9;    // "id"
 // The one facade whose thread must stop before the process's statics go away.
 CEventTap* exitingFacade = nullptr;
 
+// An exchange in flight ends at once, so the wait for the request in hand is short.
 void StopFacadeAtExit() {
+  net::AbortRequestsForExit();
   if (exitingFacade != nullptr) exitingFacade->StopHandlingAtExit();
 }
 
@@ -58,6 +61,7 @@ void CEventTap::RegisterExitHook() {
   GetAnalyticsFile();
   GetCookiesMgr();
   Json::Value::nullSingleton();
+  net::PrepareTransportForExit();
   exitingFacade = this;
   std::atexit(&StopFacadeAtExit);
 }

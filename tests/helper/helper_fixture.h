@@ -42,7 +42,18 @@ struct Collector {
   // Forgets everything received; stages {"fail":{"N":status},"delay":{"N":ms}}.
   static void Stage(const std::string& stage = "{}") { Call("/collector/stage", false, stage); }
   static void Release() { Call("/collector/release", false); }
-  static Json::Value Events() { return Call("/collector/events", true); }
+  // Paged: a client keeps only so much of one reply.
+  static Json::Value Events() {
+    constexpr int kPage = 100;
+    Json::Value all(Json::arrayValue);
+    for (int offset = 0;; offset += kPage) {
+      const std::string path = "/collector/events?offset=" + std::to_string(offset) +
+                               "&limit=" + std::to_string(kPage);
+      const Json::Value page = Call(path.c_str(), true);
+      for (const Json::Value& e : page) all.append(e);
+      if (page.size() < Json::ArrayIndex(kPage)) return all;
+    }
+  }
   static Json::Value Requests() { return Call("/collector/requests", true); }
   static Json::Value Exchanges() { return Call("/collector/exchanges", true); }
 };

@@ -2,7 +2,8 @@
 //   POST /api/v2/soft/collect    a JSON array of events (or one event): stored, one transaction
 //   POST /api/tracking/devid     answered {"code":0,"dev_id":"<uuid>"}; recorded
 //   GET|POST /api/v2/soft/vid    answered {"code":0,"vid":"<vid>"}; recorded
-//   GET /collector/events        every stored event, a JSON array in arrival order
+//   GET /collector/events        every stored event, a JSON array in arrival order;
+//                                ?offset=K&limit=L pages through them
 //   GET /collector/requests      the collect requests: number, status answered, events stored
 //   GET /collector/exchanges     the device-id and virtual-id requests and the answers
 //   POST /collector/stage        {"fail":{"N":status},"delay":{"N":ms}}: forgets everything
@@ -10,6 +11,7 @@
 //   POST /collector/release      ends every delay now
 #include "collect_server.h"
 
+#include <cstdlib>
 #include <httplib.h>
 #include <json/json.h>
 
@@ -126,8 +128,15 @@ struct Collector {
     };
     server.Get("/api/v2/soft/vid", vidHandler);
     server.Post("/api/v2/soft/vid", vidHandler);
-    server.Get("/collector/events", [this](const httplib::Request&, httplib::Response& r) {
-      r.set_content(store.EventsAsJsonArray(), "application/json");
+    server.Get("/collector/events", [this](const httplib::Request& q, httplib::Response& r) {
+      auto number = [&q](const char* name, std::int64_t fallback) {
+        const std::string text = q.get_param_value(name);
+        char* end = nullptr;
+        const long long v = std::strtoll(text.c_str(), &end, 10);
+        return text.empty() || *end != '\0' ? fallback : static_cast<std::int64_t>(v);
+      };
+      r.set_content(store.EventsAsJsonArray(number("offset", 0), number("limit", -1)),
+                    "application/json");
     });
     server.Get("/collector/exchanges", [this](const httplib::Request&, httplib::Response& r) {
       r.set_content(store.ExchangesAsJsonArray(), "application/json");

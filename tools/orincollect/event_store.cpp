@@ -112,9 +112,11 @@ bool EventStore::StoreExchange(const std::string& path, const std::string& metho
   return sqlite3_step(st.s) == SQLITE_DONE;
 }
 
-std::string EventStore::EventsAsJsonArray() {
+std::string EventStore::EventsAsJsonArray(std::int64_t offset, std::int64_t limit) {
   Rows rows;
-  Query("SELECT json FROM events ORDER BY id", rows);
+  Query("SELECT json FROM events ORDER BY id LIMIT " + std::to_string(limit) + " OFFSET " +
+            std::to_string(offset),
+        rows);
   std::string out = "[";
   for (std::size_t i = 0; i < rows.size(); ++i) {
     if (i > 0) out += ",";

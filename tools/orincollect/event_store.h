@@ -24,8 +24,9 @@ class EventStore {
                   std::int64_t arrived);
   bool StoreExchange(const std::string& path, const std::string& method, const std::string& body,
                      const std::string& reply, std::int64_t arrived);
-  // The stored events' JSON texts joined into one array, in arrival order.
-  std::string EventsAsJsonArray();
+  // The stored events' JSON texts joined into one array, in arrival order: `limit` of them
+  // (all when negative) from the `offset`-th on.
+  std::string EventsAsJsonArray(std::int64_t offset = 0, std::int64_t limit = -1);
   std::string ExchangesAsJsonArray();
   bool Clear();
 
