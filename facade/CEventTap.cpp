@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "platform/os.h"
+#include "platform/text.h"
 #include "platform/thread.h"
 
 namespace orin {
@@ -71,7 +72,9 @@ void CEventTap::Handle(const EventTapRequest& request) {
         if (engine == nullptr) return;
         RefreshEnvironment(engine);
         engine->SetEventIds(request.first, request.second);
-        if (request.hasParam != 0) engine->SetEventDetailInt(request.paramName, request.paramValue);
+        if (request.hasParam != 0) {
+          engine->SetEventDetailInt(platform::HostTextToUtf8(request.paramName), request.paramValue);
+        }
         // A prepared point stays pending in the engine; its next report carries it.
         if (request.type == EventTapRequest::kRecordPoint) {
           engine->ReportNow(true);

@@ -11,6 +11,7 @@
 #include "facade/host_environment.h"
 #include "facade/language.h"
 #include "facade/os_name.h"
+#include "platform/text.h"
 
 namespace orin {
 namespace {
@@ -40,8 +41,11 @@ void StopFacadeAtExit() {
 
 }  // namespace
 
+// Texts the host's files and the OS give are in the host's code page; events hold UTF-8.
+using platform::HostTextToUtf8;
+
 void CEventTap::RefreshEnvironment(IQuillAnalyze* engine) {
-  const std::string productId = GetMarketingProductId();
+  const std::string productId = HostTextToUtf8(GetMarketingProductId());
   engine->SetEventIntAt(kKeyEdition, GetEditionCode());
   engine->SetEventStringAt(kKeyProductId, productId);
 }
@@ -72,7 +76,7 @@ void CEventTap::InitializeEngine() {
 
   std::string productName;
   GetOsProductName(productName);
-  const std::string osName = OsNameForEvents(productName, IsWindows11());
+  const std::string osName = OsNameForEvents(HostTextToUtf8(productName), IsWindows11());
 
   std::int64_t firstSetupTime = 0;
   const std::int32_t days = GetFirstSetupInfo(firstSetupTime);
@@ -81,6 +85,7 @@ void CEventTap::InitializeEngine() {
   const std::int32_t version = GetProductVersionNumber();
   std::string sourceId;
   GetMarketingSourceId(sourceId);
+  sourceId = HostTextToUtf8(sourceId);
   if (userConfig.empty()) return;
 
   if (!engine->Initialize(GetCacheDataPath(), collectUrl, true, hostFlag,
