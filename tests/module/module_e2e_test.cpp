@@ -1,7 +1,6 @@
 // From GetOrinPointObj to the decoded cache: orinhost drives the built module from a sandbox
 // host folder, as the product would, and the tests read the cache and the stand-in helper's log.
 #include <ctime>
-#include <fstream>
 
 #include "module_test_fixture.h"
 
@@ -102,7 +101,9 @@ TEST_F(ModuleTest, HostFilesChooseEditionEndpointLanguageAndMarketingValues) {
   EXPECT_EQ(e["la"].asInt(), 8);    // variant 12 speaks the host's language 2
   EXPECT_EQ(e["c"].asString(), platform::kIsWindows ? u8"dq-Ä7" : u8"dq-\uFFFD7");
   EXPECT_EQ(e["p"]["xid"].asString(), platform::kIsWindows ? u8"xid-é42" : u8"xid-\uFFFD42");
-  if (!platform::kIsWindows) EXPECT_EQ(e["o"].asString(), u8"Syst\uFFFDme 1");
+  if (!platform::kIsWindows) {
+    EXPECT_EQ(e["o"].asString(), u8"Syst\uFFFDme 1");
+  }
   EXPECT_EQ(e["i"].asInt64(), 86400);
   EXPECT_EQ(e["id"].asInt64(), std::time(nullptr) / 86400 - 1);
   EXPECT_EQ(ReadIni(host_ + "OrAnacfg.ini", "Analyze", "Address"),
@@ -118,31 +119,6 @@ TEST_F(ModuleTest, HostFilesChooseEditionEndpointLanguageAndMarketingValues) {
   EXPECT_EQ(events[1]["c"].asString(), "pid-1");
   EXPECT_EQ(ReadIni(shared, "Date", "FirstSetup"), "86400");
 }
-
-// Version.ini and Safekeep.exe are reached by wide paths: a host folder whose name the ANSI code
-// page cannot spell still gives the edition, the copier's key and the product version.
-class ModuleHostFolderTest : public ModuleTest, public ::testing::WithParamInterface<const char*> {
- protected:
-  ModuleHostFolderTest() : ModuleTest(GetParam()) {}
-};
-
-TEST_P(ModuleHostFolderTest, VersionFilesAreFoundWhateverTheFolderIsCalled) {
-  if (!fs::exists(ProgramFolder() + "pe_versioned.exe")) GTEST_SKIP() << "no MinGW: no test image";
-  std::ofstream(fs::u8path(host_ + "Version.ini"))
-      << "[cust]\ncust_type=QL_Copier\n[VersionInfo]\nversionCode=7\n[ProductVersion]\nv=3\n";
-  fs::copy_file(ProgramFolder() + "pe_versioned.exe", fs::u8path(host_ + "Safekeep.exe"));
-  Host("point 1 1 , record , wait 1");
-  const std::vector<Json::Value> events = CachedEvents();
-  ASSERT_EQ(events.size(), 1u);
-  const Json::Value& e = events[0];
-  SCOPED_TRACE(ToFastText(e));
-  EXPECT_EQ(e["m"].asString(), kCopierKey);
-  EXPECT_EQ(e["w"].asInt(), 10);
-  EXPECT_EQ(e["v"].asInt(), 53);
-  EXPECT_EQ(e["re"].asInt(), 70301);  // FILEVERSION 7.3.1.9
-}
-
-INSTANTIATE_TEST_SUITE_P(FolderNames, ModuleHostFolderTest, ::testing::Values("Backup", u8"Резерв"));
 
 // A host that ends, once the module has started, while its points are still queued ends
 // normally, and whatever reached the cache by then is whole.

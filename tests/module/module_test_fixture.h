@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -51,20 +50,15 @@ inline std::string ReadIni(const std::string& path, const char* section, const c
   return buffer;
 }
 
-// host_ is UTF-8: fs::u8path(host_ + name) reaches any file in it.
 class ModuleTest : public ::testing::Test {
  protected:
-  // The host folder is the sandbox itself, or a folder of that name (UTF-8) inside it.
-  explicit ModuleTest(std::string hostFolderName = "") : hostFolderName_(std::move(hostFolderName)) {}
-
   void SetUp() override {
     std::error_code ec;
     fs::remove_all(DataFolder(), ec);
-    host_ = sandbox_.path() + kSep + (hostFolderName_.empty() ? "" : hostFolderName_ + kSep);
-    fs::create_directories(fs::u8path(host_));
+    host_ = sandbox_.path() + kSep;
     const char* files[] = {platform::kIsWindows ? "orinpoint.dll" : "liborinpoint.so",
                            platform::kIsWindows ? "orinhost.exe" : "orinhost", "orinhlp.exe"};
-    for (const char* name : files) fs::copy_file(ProgramFolder() + name, fs::u8path(host_ + name));
+    for (const char* name : files) fs::copy_file(ProgramFolder() + name, host_ + name);
   }
   void TearDown() override {
     std::error_code ec;
@@ -72,18 +66,10 @@ class ModuleTest : public ::testing::Test {
   }
 
   // Runs orinhost's calls (words separated by ",") in the sandbox and waits for it to end.
-  // It starts from inside the host folder by relative names, which the narrow process and
-  // library calls take whatever the folder is called.
   void Host(const std::string& calls) {
-    const std::string dot = std::string(".") + kSep;
-    const std::string line = "\"" + dot + (platform::kIsWindows ? "orinhost.exe" : "orinhost") +
-                             "\" --module \"" + dot +
-                             (platform::kIsWindows ? "orinpoint.dll" : "liborinpoint.so") +
-                             "\" --settle 1000 script " + calls;
-    const fs::path before = fs::current_path();
-    fs::current_path(fs::u8path(host_));
-    platform::ProcessHandle p = platform::StartProcess(line);
-    fs::current_path(before);
+    const std::string program = host_ + (platform::kIsWindows ? "orinhost.exe" : "orinhost");
+    platform::ProcessHandle p =
+        platform::StartProcess("\"" + program + "\" --settle 1000 script " + calls);
     ASSERT_NE(p, nullptr);
     const bool ended = platform::WaitProcess(p, 120000);
     std::uint32_t code = 0xFFFFFFFFu;
@@ -109,13 +95,12 @@ class ModuleTest : public ::testing::Test {
   std::vector<std::string> HelperRuns() {
     std::vector<std::string> runs;
     std::string line;
-    std::ifstream log(fs::u8path(host_ + "orinhlp.log"));
+    std::ifstream log(host_ + "orinhlp.log");
     while (std::getline(log, line)) runs.push_back(line.substr(line.find('\t') + 1));
     return runs;
   }
 
   testing::TempDir sandbox_;
-  std::string hostFolderName_;
   std::string host_;
 };
 
