@@ -17,8 +17,10 @@
 namespace orin {
 
 // The analytics engine. The host's thread fills and posts events; a lazily started worker thread
-// drains the queue. Only the queue (and the common properties the worker's gate reads) is locked;
-// everything else belongs to the host's thread. Every call the engine makes to one of its own
+// drains the queue. The queue has its lock; what a point is made of (the property maps, the
+// pending numbers) has another, since the facade's thread and the host's thread both fill and
+// collect points. Neither lock is held across a file, a process start or the network; the rest
+// of the state belongs to whichever thread runs Initialize. Every call the engine makes to one of its own
 // virtual operations goes through the virtual table, so an override changes every path using it.
 //
 // Exceptions stop at the IQuillAnalyze operations: each catches whatever its work throws (an
@@ -118,6 +120,12 @@ class CQuillAnalyze : public IQuillAnalyze {
   // Thread body (argument: the engine): binds the virtual id, then posts the binding once more.
   static unsigned VirtualIdThread(void* engine);
 
+  // Runs `fill` (setter calls) under the state lock, so another thread's point cannot mix into
+  // it. FillAndReport also collects the point in the same hold, as ReportNow does, and stores or
+  // hands it over after the lock is released; ReportNow is FillAndReport with nothing to fill.
+  void FillEvent(const std::function<void()>& fill);
+  bool FillAndReport(const std::function<void()>& fill, bool cacheOnly);
+
   // Splits a virtual-id URL into host, path and scheme; a URL without a path changes nothing.
   void ParseVidUrl(const std::string& url);
   // Moves the cache file to its "-bak" name under the cache lock, then starts the cache update.
@@ -152,8 +160,8 @@ class CQuillAnalyze : public IQuillAnalyze {
  private:
   friend IQuillAnalyze* GetAnalyzeEngine();
 
-  // Writes of the common properties take the queue lock, since the worker's gate reads them.
-  void PutCommonProperty(std::string key, PropertyValue value);
+  // map[key] = value under the state lock.
+  void Put(PropertyMap& map, std::string key, PropertyValue value);
   // The worker's dispatch table for one record taken from the queue.
   void DispatchQueued(const EventRecord& record);
   // Starts the helper with a complete command line; waits up to 20 s when asked.
@@ -195,6 +203,8 @@ class CQuillAnalyze : public IQuillAnalyze {
   std::int32_t lastError_ = 0;
   std::deque<EventRecord> queue_;
   std::mutex queueLock_;
+  // Recursive: setters reach other setters, and a fill calls them while holding it.
+  mutable std::recursive_mutex stateLock_;
   std::string rootPrefix_;
   bool processWide_ = false;
   HttpTransport transport_ = net::PostRequest;

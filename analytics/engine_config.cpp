@@ -31,14 +31,15 @@ std::string UrlOf(const char* host, const char* path) {
 
 }  // namespace
 
+// The cached paths are never destroyed: the module's threads may use them while the exit runs.
 const char* CQuillAnalyze::GetConfigIniPath() {
-  static std::string cached;
+  static std::string& cached = *new std::string;
   if (cached.empty()) cached = platform::HostRelativePath("OrAnacfg.ini");
   return cached.c_str();
 }
 
 const char* CQuillAnalyze::GetBackupRecoveryIniPath() {
-  static std::string cached;
+  static std::string& cached = *new std::string;
   if (cached.empty()) cached = platform::HostRelativePath("BackupRecovery.ini");
   return cached.c_str();
 }
@@ -161,9 +162,9 @@ bool CQuillAnalyze::Initialize(const std::string& cachePath, const std::string& 
     if (!cookies->GetDevId(userConfigPath_.c_str(), deviceId, false)) return false;
   }
 
-  PutCommonProperty("u", PropertyValue{kPropertyText, 0, deviceId});
+  Put(commonProperties_, "u", PropertyValue{kPropertyText, 0, deviceId});
   if (xid != nullptr && *xid != '\0') {
-    commonDetails_["xid"] = PropertyValue{kPropertyText, 0, xid};
+    Put(commonDetails_, "xid", PropertyValue{kPropertyText, 0, xid});
   }
   initialized_ = true;
   return true;
@@ -180,9 +181,9 @@ bool CQuillAnalyze::InitializeWithIdFile(const std::string& cachePath,
   if (!GetCookiesMgr()->GetDevId(idFilePath.c_str(), deviceId, true)) return false;
   SetCachePath(cachePath);
   collectAddress_ = collectAddress;
-  PutCommonProperty("u", PropertyValue{kPropertyText, 0, deviceId});
+  Put(commonProperties_, "u", PropertyValue{kPropertyText, 0, deviceId});
   if (xid != nullptr && *xid != '\0') {
-    commonDetails_["xid"] = PropertyValue{kPropertyText, 0, xid};
+    Put(commonDetails_, "xid", PropertyValue{kPropertyText, 0, xid});
   }
   initialized_ = true;
   return true;

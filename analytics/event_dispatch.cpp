@@ -6,14 +6,29 @@
 namespace orin {
 
 bool CQuillAnalyze::ReportNow(bool cacheOnly) try {
-  if (!initialized_) return false;
-  EventRecord record;
-  record.dispatch = cacheOnly ? kDispatchCache : kDispatchSend;
-  CollectEvent(record);
-  if (!cacheOnly && !forceCache_ && sendEnabled_) return SendEvent(record, true);
-  return StoreEvent(record);
+  return FillAndReport(nullptr, cacheOnly);
 } catch (...) {
   return false;
+}
+
+void CQuillAnalyze::FillEvent(const std::function<void()>& fill) {
+  std::lock_guard<std::recursive_mutex> guard(stateLock_);
+  fill();
+}
+
+// The store or hand-over runs after the state lock is released: a thread filling the next point
+// never waits on this one's file, process start or wait.
+bool CQuillAnalyze::FillAndReport(const std::function<void()>& fill, bool cacheOnly) {
+  EventRecord record;
+  record.dispatch = cacheOnly ? kDispatchCache : kDispatchSend;
+  {
+    std::lock_guard<std::recursive_mutex> guard(stateLock_);
+    if (fill) fill();
+    if (!initialized_) return false;
+    CollectEvent(record);
+  }
+  if (!cacheOnly && !forceCache_ && sendEnabled_) return SendEvent(record, true);
+  return StoreEvent(record);
 }
 
 bool CQuillAnalyze::StoreEvent(const EventRecord& record) {

@@ -41,7 +41,10 @@ bool CQuillAnalyze::PostEvent(std::int32_t dispatch) try {
   }
   EventRecord record;
   record.dispatch = dispatch;
-  CollectEvent(record);
+  {
+    std::lock_guard<std::recursive_mutex> state(stateLock_);
+    CollectEvent(record);
+  }
   std::lock_guard<std::mutex> guard(queueLock_);
   queue_.push_back(std::move(record));
   return true;
@@ -71,9 +74,14 @@ void CQuillAnalyze::WorkerLoop() {
   EventRecord record;
   for (;;) {
     if (stopRequested_) return;
+    bool gateHolds;
+    {
+      std::lock_guard<std::recursive_mutex> state(stateLock_);
+      gateHolds = WorkerGateHolds(commonProperties_);
+    }
     {
       std::unique_lock<std::mutex> guard(queueLock_);
-      if (queue_.empty() || WorkerGateHolds(commonProperties_)) {
+      if (queue_.empty() || gateHolds) {
         guard.unlock();
         platform::SleepMs(kIdlePauseMs);
         continue;

@@ -27,7 +27,7 @@ constexpr std::uint32_t kAfterStartPauseMs = 500;
 // The worker and the host's thread may both launch the helper, so the first build is guarded.
 const char* CQuillAnalyze::GetHelperPath() {
   static std::mutex buildLock;
-  static std::string cached;
+  static std::string& cached = *new std::string;  // never destroyed, as the other cached paths
   std::lock_guard<std::mutex> guard(buildLock);
   if (!cached.empty()) return cached.c_str();
   char buffer[kHelperPathBufferSize] = {};

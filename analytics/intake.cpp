@@ -24,12 +24,13 @@ PropertyValue TextValue(const std::string& value) { return PropertyValue{kProper
 
 }  // namespace
 
-void CQuillAnalyze::PutCommonProperty(std::string key, PropertyValue value) {
-  std::lock_guard<std::mutex> guard(queueLock_);
-  commonProperties_[std::move(key)] = std::move(value);
+void CQuillAnalyze::Put(PropertyMap& map, std::string key, PropertyValue value) {
+  std::lock_guard<std::recursive_mutex> guard(stateLock_);
+  map[std::move(key)] = std::move(value);
 }
 
 void CQuillAnalyze::SetEventIds(std::int32_t l, std::int32_t n) try {
+  std::lock_guard<std::recursive_mutex> guard(stateLock_);
   pendingL_ = l;
   pendingN_ = n;
   StampEventTime();
@@ -37,6 +38,7 @@ void CQuillAnalyze::SetEventIds(std::int32_t l, std::int32_t n) try {
 }
 
 void CQuillAnalyze::StampEventTime() {
+  std::lock_guard<std::recursive_mutex> guard(stateLock_);
   if (eventProperties_.find("t") != eventProperties_.end()) return;
   const std::int64_t now = static_cast<std::int64_t>(std::time(nullptr));
   SetEventIntAt(kTimeKeyIndex, LowInt32(now));
@@ -48,7 +50,7 @@ void CQuillAnalyze::SetCommonStringAt(std::int32_t index, const std::string& val
 } catch (...) {
 }
 void CQuillAnalyze::SetCommonString(std::string key, const std::string& value) try {
-  PutCommonProperty(std::move(key), TextValue(value));
+  Put(commonProperties_, std::move(key), TextValue(value));
 } catch (...) {
 }
 void CQuillAnalyze::SetCommonInt64At(std::int32_t index, std::int64_t value) try {
@@ -57,7 +59,7 @@ void CQuillAnalyze::SetCommonInt64At(std::int32_t index, std::int64_t value) try
 } catch (...) {
 }
 void CQuillAnalyze::SetCommonInt64(std::string key, std::int64_t value) try {
-  PutCommonProperty(std::move(key), Int64Value(value));
+  Put(commonProperties_, std::move(key), Int64Value(value));
 } catch (...) {
 }
 void CQuillAnalyze::SetCommonIntAt(std::int32_t index, std::int32_t value) try {
@@ -66,7 +68,7 @@ void CQuillAnalyze::SetCommonIntAt(std::int32_t index, std::int32_t value) try {
 } catch (...) {
 }
 void CQuillAnalyze::SetCommonInt(std::string key, std::int32_t value) try {
-  PutCommonProperty(std::move(key), IntValue(value));
+  Put(commonProperties_, std::move(key), IntValue(value));
 } catch (...) {
 }
 
@@ -76,7 +78,7 @@ void CQuillAnalyze::SetEventStringAt(std::int32_t index, const std::string& valu
 } catch (...) {
 }
 void CQuillAnalyze::SetEventString(std::string key, const std::string& value) try {
-  eventProperties_[std::move(key)] = TextValue(value);
+  Put(eventProperties_, std::move(key), TextValue(value));
 } catch (...) {
 }
 void CQuillAnalyze::SetEventInt64At(std::int32_t index, std::int64_t value) try {
@@ -85,7 +87,7 @@ void CQuillAnalyze::SetEventInt64At(std::int32_t index, std::int64_t value) try 
 } catch (...) {
 }
 void CQuillAnalyze::SetEventInt64(std::string key, std::int64_t value) try {
-  eventProperties_[std::move(key)] = Int64Value(value);
+  Put(eventProperties_, std::move(key), Int64Value(value));
 } catch (...) {
 }
 void CQuillAnalyze::SetEventIntAt(std::int32_t index, std::int32_t value) try {
@@ -94,39 +96,42 @@ void CQuillAnalyze::SetEventIntAt(std::int32_t index, std::int32_t value) try {
 } catch (...) {
 }
 void CQuillAnalyze::SetEventInt(std::string key, std::int32_t value) try {
-  eventProperties_[std::move(key)] = IntValue(value);
+  Put(eventProperties_, std::move(key), IntValue(value));
 } catch (...) {
 }
 
 void CQuillAnalyze::SetCommonDetailString(std::string key, const std::string& value) try {
-  commonDetails_[std::move(key)] = TextValue(value);
+  Put(commonDetails_, std::move(key), TextValue(value));
 } catch (...) {
 }
 void CQuillAnalyze::SetCommonDetailInt64(std::string key, std::int64_t value) try {
-  commonDetails_[std::move(key)] = Int64Value(value);
+  Put(commonDetails_, std::move(key), Int64Value(value));
 } catch (...) {
 }
 // Stores kind 1, not 0, as this setter always has; both kinds are written alike.
 void CQuillAnalyze::SetCommonDetailInt(std::string key, std::int32_t value) try {
-  commonDetails_[std::move(key)] = Int64Value(value);
+  Put(commonDetails_, std::move(key), Int64Value(value));
 } catch (...) {
 }
 void CQuillAnalyze::SetEventDetailString(std::string key, const std::string& value) try {
-  eventDetails_[std::move(key)] = TextValue(value);
+  Put(eventDetails_, std::move(key), TextValue(value));
 } catch (...) {
 }
 void CQuillAnalyze::SetEventDetailInt64(std::string key, std::int64_t value) try {
-  eventDetails_[std::move(key)] = Int64Value(value);
+  Put(eventDetails_, std::move(key), Int64Value(value));
 } catch (...) {
 }
 void CQuillAnalyze::SetEventDetailInt(std::string key, std::int32_t value) try {
-  eventDetails_[std::move(key)] = IntValue(value);
+  Put(eventDetails_, std::move(key), IntValue(value));
 } catch (...) {
 }
 
 void CQuillAnalyze::SetForceCache(bool forceCache) { forceCache_ = forceCache; }
 void CQuillAnalyze::SetSendEnabled(bool sendEnabled) { sendEnabled_ = sendEnabled; }
-void CQuillAnalyze::SetAuxText(const std::string& value) try { auxText_ = value; } catch (...) {
+void CQuillAnalyze::SetAuxText(const std::string& value) try {
+  std::lock_guard<std::recursive_mutex> guard(stateLock_);
+  auxText_ = value;
+} catch (...) {
 }
 
 }  // namespace orin

@@ -11,6 +11,10 @@ bool IsUuidText(const char* text, std::int32_t length) {
   return hyphens == 4;
 }
 
+bool IsSingleIniValue(const std::string& text) {
+  return text.find_first_of(std::string("\r\n[\0", 4)) == std::string::npos;
+}
+
 bool ScanDeviceIdReply(const std::string& body, std::string& id) {
   static const std::string kMarker = "\"dev_id\":\"";
   const std::size_t at = body.find(kMarker);
@@ -19,7 +23,7 @@ bool ScanDeviceIdReply(const std::string& body, std::string& id) {
   const std::size_t quote = rest.find('"');
   if (quote == 0) return false;
   const std::string text = quote == std::string::npos ? rest : rest.substr(0, quote);
-  if (text.size() != 36 || !IsUuidText(text.c_str(), 36)) return false;
+  if (text.size() != 36 || !IsUuidText(text.c_str(), 36) || !IsSingleIniValue(text)) return false;
   id = "dev_id_" + text;
   return true;
 }
@@ -30,12 +34,15 @@ bool ScanVidReply(const std::string& reply, std::string& vid) {
   if (at == std::string::npos) return false;
   const std::string rest = reply.substr(at + kMarker.size());
   const std::size_t open = rest.find('"');
+  std::string text;
   if (open == std::string::npos) {
-    vid = rest;
-    return true;
+    text = rest;
+  } else {
+    const std::size_t close = rest.find('"', open + 1);
+    text = close == std::string::npos ? rest.substr(open + 1) : rest.substr(open + 1, close - open - 1);
   }
-  const std::size_t close = rest.find('"', open + 1);
-  vid = close == std::string::npos ? rest.substr(open + 1) : rest.substr(open + 1, close - open - 1);
+  if (!IsSingleIniValue(text)) return false;
+  vid = text;
   return true;
 }
 

@@ -22,6 +22,21 @@ else()
 
   # HTTP: libcurl, with OpenSSL reached directly for the certificate check.
   pkg_check_modules(CURL REQUIRED IMPORTED_TARGET libcurl)
+  # Asked of the library itself: the headers are the same for every TLS backend.
+  set(_probe ${CMAKE_BINARY_DIR}/orin_curl_tls_probe.c)
+  file(WRITE ${_probe} "#include <curl/curl.h>\n#include <stdio.h>\nint main(void) {\n"
+       "  const curl_version_info_data* d = curl_version_info(CURLVERSION_NOW);\n"
+       "  printf(\"%s\", d->ssl_version ? d->ssl_version : \"none\");\n  return 0;\n}\n")
+  try_run(_probe_ran _probe_built ${CMAKE_BINARY_DIR}/orin_curl_tls_probe ${_probe}
+          LINK_LIBRARIES PkgConfig::CURL
+          COMPILE_OUTPUT_VARIABLE _probe_log RUN_OUTPUT_VARIABLE _curl_ssl_version)
+  if(NOT _probe_built OR NOT _probe_ran EQUAL 0)
+    message(FATAL_ERROR "Could not ask libcurl for its TLS backend:\n${_probe_log}")
+  endif()
+  orin_curl_tls_problem("${_curl_ssl_version}" _tls_problem)
+  if(_tls_problem)
+    message(FATAL_ERROR "${_tls_problem}")
+  endif()
   find_package(OpenSSL REQUIRED)
   find_package(Threads REQUIRED)
   # SimpleIni is header-only (libsimpleini-dev); libuuid gives the random GUIDs.

@@ -18,8 +18,9 @@ namespace orin {
 
 std::string ToFastText(const Json::Value& value) {
   // One writer kept warm: its buffer keeps its capacity, a tenth of the cost of every event.
-  static std::mutex lock;
-  static Json::FastWriter writer;
+  // Never destroyed: a thread of the module may still write an event while the exit runs.
+  static std::mutex& lock = *new std::mutex;
+  static Json::FastWriter& writer = *new Json::FastWriter;
   std::lock_guard<std::mutex> guard(lock);
   return writer.write(value);
 }

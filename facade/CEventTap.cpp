@@ -8,6 +8,13 @@
 #include "platform/thread.h"
 
 namespace orin {
+namespace {
+
+// Indexes into the engine's short-key table.
+constexpr std::int32_t kKeyEdition = 5;     // "v"
+constexpr std::int32_t kKeyProductId = 11;  // "c"
+
+}  // namespace
 
 CEventTap::CEventTap() {
   pending_.Reset();
@@ -64,30 +71,48 @@ void CEventTap::Handle(const EventTapRequest& request) {
         MarkStartUpDone();
         return;
       case EventTapRequest::kSubmitCache:
-        if (IQuillAnalyze* engine = engine_.load()) engine->LaunchCacheSubmit();
+        if (CQuillAnalyze* engine = engine_.load()) engine->LaunchCacheSubmit();
         return;
       case EventTapRequest::kRecordPoint:
-      case EventTapRequest::kPrepareAndSubmit: {
-        IQuillAnalyze* engine = engine_.load();
-        if (engine == nullptr) return;
-        RefreshEnvironment(engine);
-        engine->SetEventIds(request.first, request.second);
-        if (request.hasParam != 0) {
-          engine->SetEventDetailInt(platform::HostTextToUtf8(request.paramName), request.paramValue);
-        }
-        // A prepared point stays pending in the engine; its next report carries it.
-        if (request.type == EventTapRequest::kRecordPoint) {
-          engine->ReportNow(true);
-        } else {
-          engine->LaunchCacheSubmit();
-        }
+      case EventTapRequest::kPrepareAndSubmit:
+      case EventTapRequest::kReportNowCache:
+      case EventTapRequest::kReportNowSend:
+        if (CQuillAnalyze* engine = engine_.load()) ReportOrPrepare(engine, request);
         return;
-      }
       default:
         return;
     }
   } catch (...) {
     if (request.type == EventTapRequest::kInitialize) MarkStartUpDone();
+  }
+}
+
+// The file reads come first, outside the engine's state lock; the engine's setters and the
+// collection of the point then run as one step, so a point filled on another thread never mixes
+// into this one. The store, the helper's start and its wait come after the lock.
+void CEventTap::ReportOrPrepare(CQuillAnalyze* engine, const EventTapRequest& request) {
+  const PointEnvironment environment = ReadPointEnvironment();
+  // The host's code page becomes UTF-8 here, on the facade's thread, not in SetPointParam.
+  const std::string paramName =
+      request.hasParam != 0 ? platform::HostTextToUtf8(request.paramName) : std::string();
+  auto fill = [&] {
+    engine->SetEventIntAt(kKeyEdition, environment.edition);
+    engine->SetEventStringAt(kKeyProductId, environment.productId);
+    engine->SetEventIds(request.first, request.second);
+    if (request.hasParam != 0) engine->SetEventDetailInt(paramName, request.paramValue);
+  };
+  switch (request.type) {
+    case EventTapRequest::kPrepareAndSubmit:
+      // The point stays pending in the engine; its next report carries it.
+      engine->FillEvent(fill);
+      engine->LaunchCacheSubmit();
+      return;
+    case EventTapRequest::kReportNowSend:
+      engine->FillAndReport(fill, false);
+      return;
+    default:
+      engine->FillAndReport(fill, true);
+      return;
   }
 }
 
@@ -99,26 +124,22 @@ void CEventTap::StopHandlingAtExit() {
   exiting_ = true;
 }
 
-void CEventTap::MarkStartUpDone() {
-  {
-    std::lock_guard<std::mutex> guard(startUpLock_);
-    startUpFinished_ = true;
-  }
-  startUpDone_.notify_all();
-}
+void CEventTap::MarkStartUpDone() { startUpFinished_.store(true, std::memory_order_release); }
 
-IQuillAnalyze* CEventTap::EngineAfterStartUp() {
-  std::unique_lock<std::mutex> guard(startUpLock_);
-  startUpDone_.wait(guard, [this] { return startUpFinished_; });
-  return engine_.load();
+void CEventTap::Enqueue(const EventTapRequest& request) {
+  {
+    std::lock_guard<std::mutex> guard(queueLock_);
+    if (queue_.size() >= queueLimit_.load(std::memory_order_relaxed)) {
+      refused_.fetch_add(1, std::memory_order_relaxed);
+      return;
+    }
+    queue_.push_back(request);
+  }
+  platform::SignalEvent(wake_);
 }
 
 void CEventTap::Post() {
-  {
-    std::lock_guard<std::mutex> guard(queueLock_);
-    queue_.push_back(pending_);
-  }
-  platform::SignalEvent(wake_);
+  Enqueue(pending_);
   pending_.Reset();
 }
 
@@ -155,22 +176,35 @@ void CEventTap::PreparePoint(std::int32_t first, std::int32_t second) {
   pending_.type = EventTapRequest::kRecordPoint;
 }
 
-// Runs on the host's thread; the pending parameter is not passed on and the pending point is
-// kept.
+// Runs on the host's thread once the start-up is over; before that, the facade's thread reports
+// the point right after the start-up, so the host never waits on the device-id exchange. The
+// pending parameter is not passed on and the pending point is kept either way.
 void CEventTap::ReportPointNow() {
   try {
-    IQuillAnalyze* engine = EngineAfterStartUp();
-    if (engine == nullptr) return;
-    RefreshEnvironment(engine);
-    engine->SetEventIds(pending_.first, pending_.second);
-    engine->ReportNow(pending_.type == EventTapRequest::kRecordPoint);
+    EventTapRequest request;
+    request.type = pending_.type == EventTapRequest::kRecordPoint
+                       ? EventTapRequest::kReportNowCache
+                       : EventTapRequest::kReportNowSend;
+    request.first = pending_.first;
+    request.second = pending_.second;
+    if (!startUpFinished_.load(std::memory_order_acquire)) {
+      Enqueue(request);
+    } else if (CQuillAnalyze* engine = engine_.load()) {
+      ReportOrPrepare(engine, request);
+    }
   } catch (...) {
   }
 }
 
 void CEventTap::SubmitCacheNow() {
   try {
-    if (IQuillAnalyze* engine = EngineAfterStartUp()) engine->LaunchCacheSubmit();
+    if (!startUpFinished_.load(std::memory_order_acquire)) {
+      EventTapRequest request;
+      request.type = EventTapRequest::kSubmitCache;
+      Enqueue(request);
+    } else if (CQuillAnalyze* engine = engine_.load()) {
+      engine->LaunchCacheSubmit();
+    }
   } catch (...) {
   }
 }

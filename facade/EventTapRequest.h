@@ -11,6 +11,10 @@ struct EventTapRequest {
   static constexpr std::int32_t kRecordPoint = 2;
   static constexpr std::int32_t kPrepareAndSubmit = 3;
   static constexpr std::int32_t kInitialize = 5;
+  // Queued by the facade itself, never by a host's post: ReportPointNow called before the
+  // start-up has finished, carrying the prepared numbers and how the point is to be reported.
+  static constexpr std::int32_t kReportNowCache = 6;
+  static constexpr std::int32_t kReportNowSend = 7;
   static constexpr std::uint32_t kNameSize = 260;
 
   std::int32_t type = kNone;

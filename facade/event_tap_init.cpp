@@ -11,6 +11,7 @@
 #include "facade/host_environment.h"
 #include "facade/language.h"
 #include "facade/os_name.h"
+#include "identity/CQuillCookiesMgr.h"
 #include "platform/text.h"
 
 namespace orin {
@@ -26,11 +27,9 @@ constexpr std::int32_t kKeyApp = 0;          // "m"
 constexpr std::int32_t kKeyOs = 2;           // "o"
 constexpr std::int32_t kKeyProduct = 3;      // "w"
 constexpr std::int32_t kKeyVersion = 4;      // "re"
-constexpr std::int32_t kKeyEdition = 5;      // "v"
 constexpr std::int32_t kKeyLanguage = 7;     // "la"
 constexpr std::int32_t kKeySetupTime = 8;    // "i"
 constexpr std::int32_t kKeySetupDays = 9;    // "id"
-constexpr std::int32_t kKeyProductId = 11;   // "c"
 
 // The one facade whose thread must stop before the process's statics go away.
 CEventTap* exitingFacade = nullptr;
@@ -44,27 +43,32 @@ void StopFacadeAtExit() {
 // Texts the host's files and the OS give are in the host's code page; events hold UTF-8.
 using platform::HostTextToUtf8;
 
-void CEventTap::RefreshEnvironment(IQuillAnalyze* engine) {
-  const std::string productId = HostTextToUtf8(GetMarketingProductId());
-  engine->SetEventIntAt(kKeyEdition, GetEditionCode());
-  engine->SetEventStringAt(kKeyProductId, productId);
+// The product id is read before the edition, as the host always has.
+CEventTap::PointEnvironment CEventTap::ReadPointEnvironment() {
+  PointEnvironment environment;
+  environment.productId = HostTextToUtf8(GetMarketingProductId());
+  environment.edition = GetEditionCode();
+  return environment;
 }
 
-// The exit hook runs before everything that was built before it is torn down: so it is
-// registered once the start-up has built the engine, the cached paths and the libraries' own
-// state, with the cache file object and JsonCpp's shared null value built first on purpose.
-// A host that ends while the start-up itself still runs is not covered.
+// The exit hook runs before everything that was built before it is torn down, and the first
+// network exchange of the start-up comes after it: so the objects with destructors that a
+// request uses (the engine, the cache file object, the device-id manager, JsonCpp's shared null
+// value, the transport's libraries and their own exit handlers) are built first; the cached
+// paths are never destroyed.
 void CEventTap::RegisterExitHook() {
+  if (exitingFacade != nullptr) return;
+  GetAnalyzeEngine();
   GetAnalyticsFile();
+  GetCookiesMgr();
   Json::Value::nullSingleton();
-  if (exitingFacade == nullptr) {
-    exitingFacade = this;
-    std::atexit(&StopFacadeAtExit);
-  }
+  exitingFacade = this;
+  std::atexit(&StopFacadeAtExit);
 }
 
 void CEventTap::InitializeEngine() {
-  IQuillAnalyze* engine = GetAnalyzeEngine();
+  // The process-wide engine is always this module's own class.
+  auto* engine = static_cast<CQuillAnalyze*>(GetAnalyzeEngine());
   engine_.store(engine);
   struct Hook {
     CEventTap* tap;
@@ -88,7 +92,9 @@ void CEventTap::InitializeEngine() {
   sourceId = HostTextToUtf8(sourceId);
   if (userConfig.empty()) return;
 
-  if (!engine->Initialize(GetCacheDataPath(), collectUrl, true, hostFlag,
+  const std::string cachePath = GetCacheDataPath();
+  RegisterExitHook();  // before the device-id exchange
+  if (!engine->Initialize(cachePath, collectUrl, true, hostFlag,
                           sourceId.empty() ? nullptr : sourceId.c_str())) {
     return;
   }

@@ -68,19 +68,20 @@ std::string VersionIniIn(std::uint32_t size) {
 }  // namespace
 
 // The cached paths are made once, on first use, under the runtime's guard for function-local
-// statics: the facade thread and a host thread may ask at the same time.
+// statics: the facade thread and a host thread may ask at the same time. They are never
+// destroyed, since the module's thread may still use them while the process exits.
 std::string GetUserDataFolder() {
-  static const std::string cache = DataPath("");
+  static const std::string& cache = *new std::string(DataPath(""));
   return cache;
 }
 
 std::string GetFirstSetupIniPath() {
-  static const std::string cache = DataPath(WithSep("BackupRecovery.ini").c_str());
+  static const std::string& cache = *new std::string(DataPath(WithSep("BackupRecovery.ini").c_str()));
   return cache;
 }
 
 std::string GetCacheDataPath() {
-  static const std::string cache = DataPath(WithSep("KD_OF.dat").c_str());
+  static const std::string& cache = *new std::string(DataPath(WithSep("KD_OF.dat").c_str()));
   return cache;
 }
 
@@ -99,7 +100,7 @@ std::string facade_detail::ShortVersionIniPath() { return VersionIniIn(kPathBuff
 // Deliberately inverted: one character other than "1" selects the secondary endpoint; "1",
 // nothing, or anything longer keeps the primary one.
 bool IsCollectSwitchSet() {
-  static const std::string path = platform::HostRelativePath("BackupRecovery.ini");
+  static const std::string& path = *new std::string(platform::HostRelativePath("BackupRecovery.ini"));
   char value[kPathBufferSize] = {};
   platform::ReadProfileString("EventTap", "switch", "", value, kPathBufferSize, path.c_str());
   return std::strlen(value) == 1 && value[0] != '1';

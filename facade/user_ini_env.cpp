@@ -6,6 +6,7 @@
 
 #include "facade/env_text.h"
 #include "facade/host_environment.h"
+#include "platform/local_time.h"
 #include "platform/os.h"
 #include "platform/profile.h"
 
@@ -24,9 +25,9 @@ std::string ReadValue(const char* section, const char* key, const char* fallback
 // The current time as the host takes it: through local time and back.
 std::int64_t LocalNow() {
   std::time_t now = std::time(nullptr);
-  if (const std::tm* local = std::localtime(&now)) {
-    std::tm copy = *local;
-    const std::time_t back = std::mktime(&copy);
+  std::tm local{};
+  if (platform::LocalTime(now, local)) {
+    const std::time_t back = std::mktime(&local);
     if (back != std::time_t(-1)) now = back;
   }
   return static_cast<std::int64_t>(now);

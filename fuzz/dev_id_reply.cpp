@@ -1,4 +1,5 @@
-// The device-id reply scanner over arbitrary reply bodies; a taken id always has the stored shape.
+// The device-id reply scanner over arbitrary reply bodies; a taken id always has the stored shape
+// and is a single INI value.
 #include <cstdint>
 #include <string>
 
@@ -9,6 +10,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   std::string id = "untouched";
   if (orin::ScanDeviceIdReply(body, id)) {
     if (id.size() != 43 || id.compare(0, 7, "dev_id_") != 0 || !orin::IsUuidText(id.c_str() + 7, 36) ||
+        !orin::IsSingleIniValue(id) ||
         body.find("\"dev_id\":\"" + id.substr(7)) == std::string::npos) {
       __builtin_trap();
     }

@@ -1,4 +1,5 @@
 #pragma once
+#include <cstddef>
 #include <cstdint>
 #include <stdexcept>
 #include <string>
@@ -54,6 +55,17 @@ void PostRequestOrThrow(HttpResponseInfo& response, const HttpRequestInfo& reque
 // Appends name=value pairs joined by "&", unescaped. A pair with an empty half is skipped but
 // still counts, so a skipped last pair leaves a trailing "&".
 void BuildFormQuery(std::string& out, const std::vector<std::pair<std::string, std::string>>& pairs);
+
+// How much of a reply body is kept; the rest is dropped and the call still succeeds.
+inline constexpr std::size_t kReplyBodyLimit = 64 * 1024;
+
+// For the host's exit: a request in flight ends soon (on Windows, which ends the threads itself,
+// the next send is refused instead) and every later PostRequest fails as a failed send.
+void AbortRequestsForExit();
+
+// Sets the transport's libraries up now, so that their own exit handlers are registered before
+// those of a caller that runs this first.
+void PrepareTransportForExit();
 
 // The message of a failed send.
 inline constexpr const wchar_t* kSendFailedMessage = L"Send http request failed";

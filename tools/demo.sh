@@ -28,12 +28,13 @@ host=$sandbox/host
 db=$sandbox/collector/events.db
 
 # The part that talks to the network, run in a private network namespace when there is one: the
-# collector on ports 80 and 443 of 127.0.0.1, the host, and a last helper run that waits for the
-# one the module started (they take turns) and delivers whatever is left.
+# collector on ports 80 and 443 of every loopback address (the test builds' hosts are 127.0.0.1,
+# .2 and .3), the host, and a last helper run that waits for the one the module started (they
+# take turns) and delivers whatever is left.
 road() {
   ip link set lo up 2>/dev/null || true
   rm -f "$sandbox/collector/ready"
-  "$collector" serve --quiet --db "$db" --cert "$sandbox/collector/cert.pem" \
+  "$collector" serve --quiet --bind 0.0.0.0 --db "$db" --cert "$sandbox/collector/cert.pem" \
     --key "$sandbox/collector/key.pem" --ready "$sandbox/collector/ready" \
     2>"$sandbox/collector/serve.log" &
   local collector_pid=$!
@@ -101,8 +102,10 @@ cat >"$data/BackupRecovery.ini" <<'INI'
 SourceID=demo-campaign
 NewPid=demo-pid
 INI
-# A certificate made now for the collector's HTTPS; the module's client accepts an unknown issuer.
+# A certificate made now for the collector's HTTPS, naming the three hosts; the module's client
+# accepts an unknown issuer, not another host's name.
 openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj /CN=127.0.0.1 \
+  -addext "subjectAltName=DNS:127.0.0.1,IP:127.0.0.1,DNS:127.0.0.2,IP:127.0.0.2,DNS:127.0.0.3,IP:127.0.0.3" \
   -keyout "$sandbox/collector/key.pem" -out "$sandbox/collector/cert.pem" >/dev/null 2>&1
 
 echo "sandbox: $sandbox"
@@ -111,10 +114,10 @@ echo "shared data folder: $data"
 echo "collector: $collector, storing in $db"
 export ORIN_DEMO_ROAD=1
 if unshare -n true 2>/dev/null; then
-  echo "(running in a private network namespace: the collector holds ports 80 and 443 of 127.0.0.1 there, nothing leaves this machine)"
+  echo "(running in a private network namespace: the collector holds ports 80 and 443 of 127.0.0.1-3 there, nothing leaves this machine)"
   unshare -n "$0" "$@"
 else
-  echo "(no private network namespace here: the collector needs ports 80 and 443 of this machine's 127.0.0.1)"
+  echo "(no private network namespace here: the collector needs ports 80 and 443 of this machine's 127.0.0.1-3)"
   "$0" "$@"
 fi
 unset ORIN_DEMO_ROAD

@@ -14,6 +14,10 @@ void* LibrarySymbol(LibraryHandle library, const char* name) {
   return dlsym(library, name);
 }
 
+void CloseLibrary(LibraryHandle library) {
+  if (library != nullptr) dlclose(library);
+}
+
 const char* LastLibraryError() {
   const char* text = dlerror();
   return text != nullptr ? text : "unknown error";

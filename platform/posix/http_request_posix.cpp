@@ -1,6 +1,8 @@
 // PostRequest over libcurl, behaving as the WinInet client does with the module's flags: fixed
 // ports, the header block and body sent as given, HTTP/1.1, the raw header text ending in a NUL,
-// and the same certificate tolerance (see AcceptLikeWinInet).
+// the same certificate tolerance (see AcceptLikeWinInet) and the same redirects (see
+// FollowedStatus). Every hop is one easy handle of its own, run through a multi handle so that
+// an exit can end it while the server keeps it waiting.
 #include <curl/curl.h>
 #include <openssl/ssl.h>
 #include <openssl/x509_vfy.h>
@@ -9,9 +11,12 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <memory>
 #include <mutex>
 
+#include "net/exit_flag.h"
 #include "net/http_client.h"
+#include "platform/posix/redirect_rules.h"
 
 namespace orin::net {
 namespace {
@@ -20,6 +25,10 @@ namespace {
 // server. curl has no per-read limit; "under 1 byte/s for 30 s" ends the same kind of stall.
 constexpr long kConnectTimeoutMs = 60000;
 constexpr long kStallSeconds = 30;
+// How long a hop may wait on the network before it looks at the exit flag again.
+constexpr int kExitPollMs = 50;
+// A reply head larger than this is not a server the module talks to.
+constexpr std::size_t kReplyHeadLimit = 64 * 1024;
 
 // The WinInet error numbers a failed send reports, for the causes curl distinguishes.
 constexpr std::int64_t kNameNotResolved = 12007;
@@ -28,6 +37,7 @@ constexpr std::int64_t kTimeout = 12002;
 constexpr std::int64_t kCertNameInvalid = 12038;
 constexpr std::int64_t kSecureChannelError = 12157;
 constexpr std::int64_t kConnectionAborted = 12030;
+constexpr std::int64_t kOperationCancelled = 12017;
 
 void GlobalInitOnce() {
   static std::once_flag once;
@@ -74,38 +84,62 @@ bool IsPlainHostName(const std::string& host) {
   return true;
 }
 
+// What one hop received. The callbacks run inside curl's C frames: nothing may leave them by an
+// exception, so every failure there becomes an abort of the transfer.
 struct Exchange {
-  const HttpRequestInfo* request;
-  HttpResponseInfo* response;
-  std::string headers;     // of the response being received
+  bool skipReply = false;
+  std::string head;          // of the response being received
+  std::string location;      // its Location header, when it has one
+  std::string* body = nullptr;
   bool headersDone = false;  // a final (non-1xx) response's header block has ended
 };
 
-size_t OnHeader(char* data, size_t size, size_t count, void* user) {
-  auto* x = static_cast<Exchange*>(user);
-  const std::string line(data, size * count);
-  // Interim and redirect responses start over; only the last one's headers are kept.
-  if (line.compare(0, 5, "HTTP/") == 0) {
-    x->headers.clear();
-    x->headersDone = false;
-  }
-  x->headers += line;
-  if (line == "\r\n" || line == "\n") {
-    long status = 0;
-    // A 1xx block is followed by another.
-    const std::size_t sp = x->headers.find(' ');
-    if (sp != std::string::npos) status = std::strtol(x->headers.c_str() + sp + 1, nullptr, 10);
-    if (status >= 200) x->headersDone = true;
-  }
-  return size * count;
+long StatusOf(const std::string& head) {
+  const std::size_t sp = head.find(' ');
+  return sp == std::string::npos ? 0 : std::strtol(head.c_str() + sp + 1, nullptr, 10);
 }
 
-// With skipReply nothing after the status is read: the first body bytes end the transfer.
-size_t OnBody(char* data, size_t size, size_t count, void* user) {
+std::string Trimmed(const std::string& text) {
+  const std::size_t begin = text.find_first_not_of(" \t");
+  const std::size_t end = text.find_last_not_of(" \t\r\n");
+  return begin == std::string::npos ? std::string() : text.substr(begin, end - begin + 1);
+}
+
+size_t OnHeader(char* data, size_t size, size_t count, void* user) noexcept try {
   auto* x = static_cast<Exchange*>(user);
-  if (x->request->skipReply) return 0;
-  x->response->body.append(data, size * count);
-  return size * count;
+  const std::size_t n = size * count;
+  if (x->head.size() + n > kReplyHeadLimit) return 0;
+  const std::string line(data, n);
+  // An interim response starts over; only the last one's headers are kept.
+  if (line.compare(0, 5, "HTTP/") == 0) {
+    x->head.clear();
+    x->location.clear();
+    x->headersDone = false;
+  }
+  x->head += line;
+  if (strncasecmp(line.c_str(), "location:", 9) == 0) x->location = Trimmed(line.substr(9));
+  // A 1xx block is followed by another.
+  if ((line == "\r\n" || line == "\n") && StatusOf(x->head) >= 200) x->headersDone = true;
+  return n;
+} catch (...) {
+  return 0;
+}
+
+// With skipReply nothing after the status is read: the first body bytes end the transfer, as
+// does the first byte beyond what is kept.
+size_t OnBody(char* data, size_t size, size_t count, void* user) noexcept try {
+  auto* x = static_cast<Exchange*>(user);
+  const std::size_t n = size * count;
+  if (x->skipReply) return 0;
+  const std::size_t room = kReplyBodyLimit - std::min(x->body->size(), kReplyBodyLimit);
+  x->body->append(data, std::min(n, room));
+  return n <= room ? n : 0;
+} catch (...) {
+  return 0;
+}
+
+int OnProgress(void*, curl_off_t, curl_off_t, curl_off_t, curl_off_t) noexcept {
+  return RequestsAbortedForExit() ? 1 : 0;
 }
 
 std::int64_t ErrorNumber(CURLcode code) {
@@ -115,24 +149,36 @@ std::int64_t ErrorNumber(CURLcode code) {
     case CURLE_OPERATION_TIMEDOUT: return kTimeout;
     case CURLE_PEER_FAILED_VERIFICATION: return kCertNameInvalid;
     case CURLE_SSL_CONNECT_ERROR: return kSecureChannelError;
+    case CURLE_ABORTED_BY_CALLBACK: return kOperationCancelled;
     default: return kConnectionAborted;
   }
 }
 
-struct EasyHandle {
-  CURL* curl = curl_easy_init();
-  curl_slist* headers = nullptr;
-  ~EasyHandle() {
-    curl_slist_free_all(headers);
-    if (curl != nullptr) curl_easy_cleanup(curl);
-  }
+struct EasyCleanup {
+  void operator()(CURL* c) const { curl_easy_cleanup(c); }
 };
+struct MultiCleanup {
+  void operator()(CURLM* m) const { curl_multi_cleanup(m); }
+};
+struct ListCleanup {
+  void operator()(curl_slist* l) const { curl_slist_free_all(l); }
+};
+using Easy = std::unique_ptr<CURL, EasyCleanup>;
+using Multi = std::unique_ptr<CURLM, MultiCleanup>;
+using HeaderList = std::unique_ptr<curl_slist, ListCleanup>;
 
 // The caller's block, one header per line; curl's own Accept, Expect and (when the caller names
-// none) Content-Type are dropped, since WinInet sends none of them.
-curl_slist* HeaderList(const std::string& block) {
-  curl_slist* list = nullptr;
+// none) Content-Type are dropped, since WinInet sends none of them. Null when out of memory.
+HeaderList MakeHeaderList(const std::string& block) {
+  HeaderList list;
   bool hasContentType = false;
+  const auto append = [&list](const char* line) {
+    curl_slist* grown = curl_slist_append(list.get(), line);
+    if (grown == nullptr) return false;
+    list.release();
+    list.reset(grown);
+    return true;
+  };
   std::size_t start = 0;
   while (start < block.size()) {
     std::size_t end = block.find('\n', start);
@@ -143,90 +189,177 @@ curl_slist* HeaderList(const std::string& block) {
       if (line.size() >= 13 && strncasecmp(line.c_str(), "content-type:", 13) == 0) {
         hasContentType = true;
       }
-      list = curl_slist_append(list, line.c_str());
+      if (!append(line.c_str())) return nullptr;
     }
     start = end + 1;
   }
-  list = curl_slist_append(list, "Accept:");
-  list = curl_slist_append(list, "Expect:");
-  if (!hasContentType) list = curl_slist_append(list, "Content-Type:");
+  if (!append("Accept:") || !append("Expect:")) return nullptr;
+  if (!hasContentType && !append("Content-Type:")) return nullptr;
   return list;
 }
 
+// Runs one transfer to its end, or until the exit flag is seen.
+CURLcode Perform(CURL* easy) {
+  Multi multi(curl_multi_init());
+  if (!multi || curl_multi_add_handle(multi.get(), easy) != CURLM_OK) return CURLE_OUT_OF_MEMORY;
+  CURLcode result = CURLE_ABORTED_BY_CALLBACK;
+  while (!RequestsAbortedForExit()) {
+    int running = 0;
+    if (curl_multi_perform(multi.get(), &running) != CURLM_OK) {
+      result = CURLE_OUT_OF_MEMORY;
+      break;
+    }
+    int queued = 0;
+    const CURLMsg* message = curl_multi_info_read(multi.get(), &queued);
+    if (message != nullptr && message->msg == CURLMSG_DONE) {
+      result = message->data.result;
+      break;
+    }
+    curl_multi_poll(multi.get(), nullptr, 0, kExitPollMs, nullptr);
+  }
+  curl_multi_remove_handle(multi.get(), easy);
+  return result;
+}
+
+// One request of the exchange: the first one to the caller's host and path, with the caller's
+// headers and body; later ones, without them, to where a redirect pointed.
+struct Hop {
+  std::string url;
+  std::string target;  // the first hop's path, sent as given
+  const char* verb;
+  bool first;
+  // What a relative Location is resolved against.
+  std::string Base() const {
+    return target.empty() || target[0] != '/' ? url : url.substr(0, url.size() - 1) + target;
+  }
+};
+
+struct HopResult {
+  CURLcode code = CURLE_OK;
+  bool headersDone = false;
+  long status = 0;
+  std::string location;
+  std::string head;
+};
+
+// False when an option the exchange depends on was refused (an old or differently built
+// libcurl); the request is then not sent at all.
+bool Configure(CURL* c, const Hop& hop, const HttpRequestInfo& request, curl_slist* headers,
+               Exchange& x) {
+  bool ok = true;
+  const auto set = [&ok](CURLcode code) { ok = ok && code == CURLE_OK; };
+  set(curl_easy_setopt(c, CURLOPT_URL, hop.url.c_str()));
+  if (!hop.target.empty()) set(curl_easy_setopt(c, CURLOPT_REQUEST_TARGET, hop.target.c_str()));
+  set(curl_easy_setopt(c, CURLOPT_PROTOCOLS_STR, "http,https"));
+  set(curl_easy_setopt(c, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1)));
+  set(curl_easy_setopt(c, CURLOPT_USERAGENT, kUserAgent.c_str()));
+  set(curl_easy_setopt(c, CURLOPT_NOSIGNAL, 1L));
+  set(curl_easy_setopt(c, CURLOPT_CONNECTTIMEOUT_MS, kConnectTimeoutMs));
+  set(curl_easy_setopt(c, CURLOPT_LOW_SPEED_LIMIT, 1L));
+  set(curl_easy_setopt(c, CURLOPT_LOW_SPEED_TIME, kStallSeconds));
+  set(curl_easy_setopt(c, CURLOPT_FORBID_REUSE, 1L));
+  set(curl_easy_setopt(c, CURLOPT_FRESH_CONNECT, 1L));
+  // Redirects are followed here, hop by hop, by WinInet's rules.
+  set(curl_easy_setopt(c, CURLOPT_FOLLOWLOCATION, 0L));
+
+  set(curl_easy_setopt(c, CURLOPT_SSL_VERIFYPEER, 1L));
+  set(curl_easy_setopt(c, CURLOPT_SSL_VERIFYHOST, 2L));
+  // Without it every unknown authority would fail: only an OpenSSL-based libcurl will do.
+  set(curl_easy_setopt(c, CURLOPT_SSL_CTX_FUNCTION, InstallVerifier));
+  set(curl_easy_setopt(c, CURLOPT_HTTPHEADER, headers));
+
+  const bool get = std::string(hop.verb) == "GET";
+  if (!hop.first || (get && request.body.empty())) {
+    // Without a body nothing announces one: a redirected POST goes without Content-Length.
+    set(curl_easy_setopt(c, CURLOPT_HTTPGET, 1L));
+    if (!get) set(curl_easy_setopt(c, CURLOPT_CUSTOMREQUEST, hop.verb));
+  } else {
+    set(curl_easy_setopt(c, CURLOPT_POST, 1L));
+    set(curl_easy_setopt(c, CURLOPT_POSTFIELDSIZE_LARGE,
+                         static_cast<curl_off_t>(request.body.size())));
+    set(curl_easy_setopt(c, CURLOPT_POSTFIELDS, request.body.data()));
+    // A GET may carry a body too, as WinInet allows.
+    if (get) set(curl_easy_setopt(c, CURLOPT_CUSTOMREQUEST, "GET"));
+  }
+
+  set(curl_easy_setopt(c, CURLOPT_HEADERFUNCTION, OnHeader));
+  set(curl_easy_setopt(c, CURLOPT_HEADERDATA, &x));
+  set(curl_easy_setopt(c, CURLOPT_WRITEFUNCTION, OnBody));
+  set(curl_easy_setopt(c, CURLOPT_WRITEDATA, &x));
+  set(curl_easy_setopt(c, CURLOPT_NOPROGRESS, 0L));
+  set(curl_easy_setopt(c, CURLOPT_XFERINFOFUNCTION, OnProgress));
+  return ok;
+}
+
+// False when the hop could not even be set up.
+bool RunHop(const Hop& hop, const HttpRequestInfo& request, std::string& body, HopResult& out) {
+  Easy easy(curl_easy_init());
+  HeaderList headers = MakeHeaderList(hop.first ? request.headers : std::string());
+  if (!easy || !headers) return false;
+  Exchange x;
+  x.skipReply = request.skipReply;
+  x.body = &body;
+  body.clear();
+  if (!Configure(easy.get(), hop, request, headers.get(), x)) return false;
+  out.code = Perform(easy.get());
+  out.headersDone = x.headersDone;
+  long status = 0;
+  if (curl_easy_getinfo(easy.get(), CURLINFO_RESPONSE_CODE, &status) == CURLE_OK) {
+    out.status = status;
+  }
+  out.location = x.location;
+  out.head = std::move(x.head);
+  return true;
+}
+
 }  // namespace
+
+void PrepareTransportForExit() { GlobalInitOnce(); }
 
 bool PostRequest(HttpResponseInfo& response, const HttpRequestInfo& request, ErrorInfo& error) {
   response.statusCode = 0;
   response.rawHeaders.clear();
   response.body.clear();
   error = ErrorInfo{};
+  const auto sendFailed = [&error](std::int64_t code) {
+    error.code = code;
+    error.message = kSendFailedMessage;
+    return false;
+  };
+  if (RequestsAbortedForExit()) return sendFailed(kOperationCancelled);
 
   GlobalInitOnce();
-  if (!IsPlainHostName(request.host)) {
-    error.code = kNameNotResolved;
-    error.message = kSendFailedMessage;
-    return false;
+  if (!IsPlainHostName(request.host)) return sendFailed(kNameNotResolved);
+
+  Hop hop{std::string(request.secure ? "https://" : "http://") + request.host + "/", request.path,
+          request.useGet ? "GET" : "POST", true};
+  HopResult result;
+  for (int redirects = 0;; ++redirects) {
+    if (!RunHop(hop, request, response.body, result)) {
+      // Nothing was sent; as when WinInet cannot make its handles.
+      response.body.clear();
+      return false;
+    }
+    // Once a final response's headers are in, the send has succeeded; a later failure only cuts
+    // the body short, as a failed read does under WinInet.
+    if (result.code != CURLE_OK && !result.headersDone) {
+      response.body.clear();
+      return sendFailed(ErrorNumber(result.code));
+    }
+    const RedirectStep step =
+        NextHop(hop.Base(), hop.verb, result.status, result.location, redirects);
+    if (step.kind == RedirectStep::kNone) break;
+    if (step.kind == RedirectStep::kRefused) {
+      response.body.clear();
+      return sendFailed(step.error);
+    }
+    hop = Hop{step.url, std::string(), step.verb, false};
   }
-  EasyHandle easy;
-  if (easy.curl == nullptr) return false;
-  CURL* c = easy.curl;
-  Exchange x{&request, &response, {}, false};
-
-  const std::string url = std::string(request.secure ? "https://" : "http://") + request.host + "/";
-  curl_easy_setopt(c, CURLOPT_URL, url.c_str());
-  curl_easy_setopt(c, CURLOPT_PORT, request.secure ? 443L : 80L);
-  if (!request.path.empty()) curl_easy_setopt(c, CURLOPT_REQUEST_TARGET, request.path.c_str());
-  curl_easy_setopt(c, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
-  curl_easy_setopt(c, CURLOPT_USERAGENT, kUserAgent.c_str());
-  curl_easy_setopt(c, CURLOPT_NOSIGNAL, 1L);
-  curl_easy_setopt(c, CURLOPT_CONNECTTIMEOUT_MS, kConnectTimeoutMs);
-  curl_easy_setopt(c, CURLOPT_LOW_SPEED_LIMIT, 1L);
-  curl_easy_setopt(c, CURLOPT_LOW_SPEED_TIME, kStallSeconds);
-  curl_easy_setopt(c, CURLOPT_FORBID_REUSE, 1L);
-  curl_easy_setopt(c, CURLOPT_FRESH_CONNECT, 1L);
-  // WinInet follows redirects unless told otherwise.
-  curl_easy_setopt(c, CURLOPT_FOLLOWLOCATION, 1L);
-  curl_easy_setopt(c, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
-
-  curl_easy_setopt(c, CURLOPT_SSL_VERIFYPEER, 1L);
-  curl_easy_setopt(c, CURLOPT_SSL_VERIFYHOST, 2L);
-  curl_easy_setopt(c, CURLOPT_SSL_CTX_FUNCTION, InstallVerifier);
-
-  easy.headers = HeaderList(request.headers);
-  curl_easy_setopt(c, CURLOPT_HTTPHEADER, easy.headers);
-
-  if (request.useGet && request.body.empty()) {
-    curl_easy_setopt(c, CURLOPT_HTTPGET, 1L);
-  } else {
-    curl_easy_setopt(c, CURLOPT_POST, 1L);
-    curl_easy_setopt(c, CURLOPT_POSTFIELDSIZE_LARGE,
-                     static_cast<curl_off_t>(request.body.size()));
-    curl_easy_setopt(c, CURLOPT_POSTFIELDS, request.body.data());
-    // A GET may carry a body too, as WinInet allows.
-    if (request.useGet) curl_easy_setopt(c, CURLOPT_CUSTOMREQUEST, "GET");
-  }
-
-  curl_easy_setopt(c, CURLOPT_HEADERFUNCTION, OnHeader);
-  curl_easy_setopt(c, CURLOPT_HEADERDATA, &x);
-  curl_easy_setopt(c, CURLOPT_WRITEFUNCTION, OnBody);
-  curl_easy_setopt(c, CURLOPT_WRITEDATA, &x);
-
-  const CURLcode result = curl_easy_perform(c);
-  // Once a final response's headers are in, the send has succeeded; a later failure only cuts
-  // the body short, as a failed read does under WinInet.
-  if (result != CURLE_OK && !x.headersDone) {
-    error.code = ErrorNumber(result);
-    error.message = kSendFailedMessage;
-    return false;
-  }
-  long status = 0;
-  if (curl_easy_getinfo(c, CURLINFO_RESPONSE_CODE, &status) == CURLE_OK) {
-    response.statusCode = static_cast<std::uint32_t>(status);
-  }
+  response.statusCode = static_cast<std::uint32_t>(result.status);
   if (request.skipReply) {
     response.body.clear();
   } else {
-    response.rawHeaders = x.headers;
+    response.rawHeaders = result.head;
     response.rawHeaders.push_back('\0');
   }
   return true;

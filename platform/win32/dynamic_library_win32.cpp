@@ -16,6 +16,10 @@ void* LibrarySymbol(LibraryHandle library, const char* name) {
   return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(library), name));
 }
 
+void CloseLibrary(LibraryHandle library) {
+  if (library != nullptr) FreeLibrary(static_cast<HMODULE>(library));
+}
+
 const char* LastLibraryError() {
   thread_local char text[32];
   std::snprintf(text, sizeof text, "error %lu", GetLastError());

@@ -1,21 +1,41 @@
 // PostRequest over WinInet. The steps, flags and close order are those the module has always
 // used; servers and the helper were built around them.
+#include <algorithm>
 #include <cstdio>
 #include <vector>
 
 #include <windows.h>
 #include <wininet.h>
 
+#include "net/exit_flag.h"
 #include "net/http_client.h"
 
 namespace orin::net {
 namespace {
 
 constexpr DWORD kReadChunk = 4096;
+constexpr DWORD kOperationCancelled = ERROR_INTERNET_OPERATION_CANCELLED;
 
 const char* OrNull(const std::string& text) { return text.empty() ? nullptr : text.c_str(); }
 
+// The three handles of one call, closed whatever way the call ends, in the order the module has
+// always closed them: session, connection, request.
+struct Handles {
+  HINTERNET session = nullptr, connection = nullptr, request = nullptr;
+  Handles() = default;
+  Handles(const Handles&) = delete;
+  Handles& operator=(const Handles&) = delete;
+  ~Handles() {
+    if (session != nullptr) InternetCloseHandle(session);
+    if (connection != nullptr) InternetCloseHandle(connection);
+    if (request != nullptr) InternetCloseHandle(request);
+  }
+};
+
 }  // namespace
+
+// WinInet needs no set-up of its own before the host's exit handlers.
+void PrepareTransportForExit() {}
 
 bool PostRequest(HttpResponseInfo& response, const HttpRequestInfo& request, ErrorInfo& error) {
   response.statusCode = 0;
@@ -23,8 +43,17 @@ bool PostRequest(HttpResponseInfo& response, const HttpRequestInfo& request, Err
   response.body.clear();
   error = ErrorInfo{};
   bool failed = true;
+  // Windows ends the threads itself at exit; what is left is not to start another exchange.
+  if (RequestsAbortedForExit()) {
+    error.code = kOperationCancelled;
+    error.message = kSendFailedMessage;
+    return false;
+  }
 
-  HINTERNET session = nullptr, connection = nullptr, handle = nullptr;
+  Handles handles;
+  HINTERNET& session = handles.session;
+  HINTERNET& connection = handles.connection;
+  HINTERNET& handle = handles.request;
   session = InternetOpenA(kUserAgent.c_str(), INTERNET_OPEN_TYPE_PRECONFIG, nullptr, nullptr, 0);
   if (session != nullptr) {
     const INTERNET_PORT port =
@@ -69,17 +98,17 @@ bool PostRequest(HttpResponseInfo& response, const HttpRequestInfo& request, Err
           HttpQueryInfoA(handle, HTTP_QUERY_RAW_HEADERS_CRLF, &response.rawHeaders[0], &filled,
                          nullptr);
         }
+        // Only so much is kept; the rest is left unread and goes with the handles.
         std::vector<char> buffer(kReadChunk, 0);
         DWORD read = 0;
-        while (InternetReadFile(handle, buffer.data(), kReadChunk, &read) && read != 0) {
-          response.body.append(buffer.data(), read);
+        while (response.body.size() < kReplyBodyLimit &&
+               InternetReadFile(handle, buffer.data(), kReadChunk, &read) && read != 0) {
+          response.body.append(buffer.data(),
+                               std::min<std::size_t>(read, kReplyBodyLimit - response.body.size()));
         }
       }
     }
   }
-  if (session != nullptr) InternetCloseHandle(session);
-  if (connection != nullptr) InternetCloseHandle(connection);
-  if (handle != nullptr) InternetCloseHandle(handle);
   return !failed;
 }
 

@@ -20,7 +20,7 @@ TEST_F(ModuleTest, CompanionLibraryGivesTheLanguageAndTheHostFlag) {
   fs::remove_all(DataFolder());
   fs::remove(host_ + "OrAnacfg.ini");
   std::ofstream(host_ + "comn.txt") << "1 4";
-  Host("point 1 2 , record , submitnow");
+  Host("point 1 2 , record , submitnow , sleep 1000");
   EXPECT_TRUE(CachedEvents().empty());
   EXPECT_TRUE(HelperRuns().empty());
   EXPECT_EQ(ReadIni(host_ + "OrAnacfg.ini", "Analyze", "usercfg"), "");

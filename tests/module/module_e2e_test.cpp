@@ -123,7 +123,7 @@ TEST_F(ModuleTest, HostFilesChooseEditionEndpointLanguageAndMarketingValues) {
 // A host that ends, once the module has started, while its points are still queued ends
 // normally, and whatever reached the cache by then is whole.
 TEST_F(ModuleTest, AHostMayEndWithPointsInFlight) {
-  std::string calls = "prepare 3 3 , now , point 4 4";
+  std::string calls = "prepare 3 3 , now , wait 1 , point 4 4";
   for (int i = 0; i < 50; ++i) calls += " , record";
   Host(calls);
   const std::vector<Json::Value> events = CachedEvents();
@@ -132,6 +132,80 @@ TEST_F(ModuleTest, AHostMayEndWithPointsInFlight) {
   // The numbers went with the first post only.
   for (std::size_t i = 0; i < events.size(); ++i) {
     EXPECT_EQ(events[i]["l"].asInt(), i == 0 ? 3 : i == 1 ? 4 : -1);
+  }
+}
+
+// The facade's thread and the host's thread fill points at once (RecordPoint's queue against
+// ReportPointNow on the host's thread): each point keeps its own numbers and only its own
+// parameter, and none is lost or emptied.
+TEST_F(ModuleTest, PointsFilledOnTwoThreadsAtOnceStayApart) {
+  const int rounds = 2000;
+  Host("repeat " + std::to_string(rounds) +
+       " , point 1 $i , param 0 rec $i , record , prepare 2 $i , now , end , point 3 0 , record , "
+       "wait " + std::to_string(2 * rounds + 1));
+  const std::vector<Json::Value> events = CachedEvents();
+  ASSERT_EQ(events.size(), std::size_t(2 * rounds + 1));
+  std::vector<int> next(4, 1);  // per first number, the second number expected next
+  for (const Json::Value& e : events) {
+    SCOPED_TRACE(ToFastText(e));
+    const int l = e["l"].asInt(), n = e["n"].asInt();
+    ASSERT_TRUE(l >= 1 && l <= 3);
+    if (l == 3) continue;
+    EXPECT_EQ(n, next[l]++);
+    if (l == 1) {
+      ASSERT_EQ(e["p"].getMemberNames(), std::vector<std::string>{"rec"});
+      EXPECT_EQ(e["p"]["rec"].asInt(), n);
+    } else {
+      EXPECT_FALSE(e.isMember("p"));
+    }
+    EXPECT_EQ(e["m"].asString(), kStandardKey);
+  }
+  EXPECT_EQ(next[1], rounds + 1);
+  EXPECT_EQ(next[2], rounds + 1);
+}
+
+// The host's thread never waits on the start-up's network exchange: the immediate calls return
+// while the device-id request is still held, and their work follows the start-up.
+TEST_F(ModuleTest, ImmediateCallsDuringTheStartUpReturnAtOnceAndAreDoneAfterIt) {
+  HoldDeviceIdRequest(10000);
+  Host("prepare 7 8 , now , submitnow , cached 0 , wait 1");
+  const std::vector<Json::Value> events = CachedEvents();
+  ASSERT_EQ(events.size(), 1u);
+  EXPECT_EQ(events[0]["l"].asInt(), 7);
+  EXPECT_EQ(events[0]["n"].asInt(), 8);
+  EXPECT_EQ(HelperRuns(), std::vector<std::string>{"-submit_cache"});
+}
+
+// The host lets the module go while its thread still has points to cache, or ends while the
+// start-up's exchange is held: the module stays loaded until it is done, and the exit neither
+// crashes nor waits for the server.
+TEST_F(ModuleTest, AHostMayUnloadTheModuleOrEndWhileItsThreadWorks) {
+  Host("repeat 200 , point 5 $i , record , end , unload , wait 200");
+  const std::vector<Json::Value> events = CachedEvents();
+  ASSERT_EQ(events.size(), 200u);
+  for (int i = 0; i < 200; ++i) EXPECT_EQ(events[i]["n"].asInt(), i + 1);
+
+  HoldDeviceIdRequest(600000);
+  std::error_code ec;
+  fs::remove_all(DataFolder(), ec);  // no stored device id: the start-up asks the server
+  Host("point 6 6 , record , sleep 300");
+}
+
+// While the module's thread waits for the cache mutex another process holds, the host's posts
+// beyond the queue's bound are refused instead of growing the host's heap; what was queued is
+// cached once the mutex is free.
+TEST_F(ModuleTest, PostsBeyondTheQueuesBoundAreRefusedWhileTheThreadIsStuck) {
+  const int bound = 16384, posted = 20000;
+  Host("prepare 0 0 , now , wait 1 , lockcache , point 1 0 , record , sleep 1000 , repeat " +
+       std::to_string(posted) + " , point 2 $i , record , end , unlockcache , wait " +
+       std::to_string(bound + 1));
+  const std::vector<Json::Value> events = CachedEvents();
+  // (0,0), then (1,0) unless the thread had not yet taken it off the queue, then the 2s.
+  ASSERT_GE(events.size(), std::size_t(bound + 1));
+  ASSERT_LE(events.size(), std::size_t(bound + 2));
+  for (std::size_t i = events.size() - bound + 1; i < events.size(); ++i) {
+    EXPECT_EQ(events[i]["l"].asInt(), 2);
+    EXPECT_EQ(events[i]["n"].asInt(), events[i - 1]["n"].asInt() + 1);
   }
 }
 

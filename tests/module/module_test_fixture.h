@@ -18,6 +18,7 @@
 #include "platform/os.h"
 #include "platform/process.h"
 #include "platform/profile.h"
+#include "net/test_server.h"
 #include "support/TempDir.h"
 
 namespace orin {
@@ -63,6 +64,13 @@ class ModuleTest : public ::testing::Test {
   void TearDown() override {
     std::error_code ec;
     fs::remove_all(DataFolder(), ec);
+    testing::TestServer::Reset({});
+  }
+
+  // The server holds the start-up's device-id request (and its retry) for `ms`, then answers
+  // without an id, so the module makes one of its own.
+  static void HoldDeviceIdRequest(int ms) {
+    testing::TestServer::Reset({{200, "", {}, ms, 0}, {503, "", {}, ms, 0}, {200, "", {}, 0, 0}});
   }
 
   // Runs orinhost's calls (words separated by ",") in the sandbox and waits for it to end.

@@ -59,9 +59,9 @@ class OnlineEngineTest : public testing::ServerTest {
       std::remove(Beside(name).c_str());
     }
   }
-  Engine Start(const char* xid = "ab12") {
+  Engine Start(const char* xid = "ab12", bool hostFlag = false) {
     Engine engine(new CQuillAnalyze);
-    EXPECT_TRUE(engine->Initialize(cache, kCollect, false, false, xid));
+    EXPECT_TRUE(engine->Initialize(cache, kCollect, false, hostFlag, xid));
     return engine;
   }
   // As a host would run it: on a thread of its own, waited for.
@@ -86,6 +86,7 @@ TEST_F(OnlineEngineTest, DeviceIdIsAskedForUntilTheServerWasReached) {
     std::size_t requests;
     Outcome id;
     bool sucAfter;
+    bool hostFlag = false;
   } cases[] = {
       {"settled: nothing sent", kOldId, true, {{200, DevIdReply(kUuid)}}, "good", 0, kKept, true},
       {"stored without suc", kOldId, false, {{200, DevIdReply(kUuid)}}, "good", 1, kServers, true},
@@ -98,6 +99,9 @@ TEST_F(OnlineEngineTest, DeviceIdIsAskedForUntilTheServerWasReached) {
       {"never sent", "", false, {{200, DevIdReply(kUuid)}}, "otherhost", 0, kLocal, false},
       {"never sent, stored id stays", kOldId, false, {{200, DevIdReply(kUuid)}}, "otherhost", 0,
        kKept, false},
+      {"suc without an id", "", true, {{200, DevIdReply(kUuid)}}, "good", 1, kServers, true},
+      {"host flag: nothing sent", kOldId, false, {{200, DevIdReply(kUuid)}}, "good", 0, kKept,
+       false, true},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
@@ -108,11 +112,12 @@ TEST_F(OnlineEngineTest, DeviceIdIsAskedForUntilTheServerWasReached) {
     if (c.sucStored) WriteIni(userConfig, "Net", "suc", "1");
     TestServer::Reset(c.replies, c.cert);
 
-    Engine engine = Start();
+    Engine engine = Start("ab12", c.hostFlag);
     const auto received = TestServer::Received();
     ASSERT_EQ(received.size(), c.requests);
     const std::string id = ReadIni(userConfig, "User", "DevID");
-    EXPECT_EQ(engine->deviceId(), id);
+    // With the host flag the id goes only into the events.
+    EXPECT_EQ(engine->deviceId(), c.hostFlag ? "" : id);
     switch (c.id) {
       case kKept: EXPECT_EQ(id, c.storedId); break;
       case kServers: EXPECT_EQ(id, kServerId); break;
@@ -127,6 +132,7 @@ TEST_F(OnlineEngineTest, DeviceIdIsAskedForUntilTheServerWasReached) {
     EXPECT_EQ(Exists(cache + "-bak"), c.id == kServers);
     EXPECT_EQ(ReadBytes(c.id == kServers ? cache + "-bak" : cache), "cached events");
     for (const auto& r : received) {
+      EXPECT_EQ(r.local, kTrackingHost);
       EXPECT_EQ(r.method, "POST");
       EXPECT_EQ(r.target, "/api/tracking/devid");
       EXPECT_TRUE(r.secure);
@@ -150,6 +156,10 @@ TEST_F(OnlineEngineTest, OnlyAnIdOfTheUuidShapeIsTaken) {
       {"{\"dev_id\": \"" + kUuid + "\"}", kOldId},  // the marker has no blank
       {"{\"dev_id\":\"" + kUuid, kServerId},         // no closing quote: the rest is the id
       {"{\"dev_id\":\"----" + std::string(32, 'q') + "\"}", "dev_id_----" + std::string(32, 'q')},
+      // Nothing that could start another INI line or section, nor a NUL that cuts the id.
+      {"{\"dev_id\":\"" + kUuid.substr(0, 34) + "\r\n\"}", kOldId},
+      {"{\"dev_id\":\"" + kUuid.substr(0, 30) + "\n[Net]\"}", kOldId},
+      {"{\"dev_id\":\"" + kUuid.substr(0, 35) + std::string(1, '\0') + "\"}", kOldId},
   };
   for (const auto& [body, expected] : cases) {
     SCOPED_TRACE(body);
@@ -243,6 +253,10 @@ TEST_F(OnlineEngineTest, VidReplyIsScannedAsText) {
       {{204, ""}, false, "before"},
       {{200, "{\"id\":\"abc\"}"}, false, "before"},
       {{500, "{\"vid\":\"abc\"}"}, false, "before"},
+      {{200, "{\"vid\":\"abc\r\n[Flag]\"}"}, false, "before"},
+      {{200, "{\"vid\":\"ab\nc\"}"}, false, "before"},
+      {{200, "{\"vid\":\"a[b\"}"}, false, "before"},
+      {{200, "{\"vid\":\"a" + std::string(1, '\0') + "b\"}"}, false, "before"},
   };
   WriteIni(userConfig, "User", "DevID", kOldId);
   WriteIni(userConfig, "Net", "suc", "1");

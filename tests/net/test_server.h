@@ -16,8 +16,10 @@ namespace orin::testing {
 // One request as the test server received it.
 struct ReceivedRequest {
   bool secure = false;
-  std::string method, target, body;
+  std::string local;  // the address the request reached
+  std::string method, target, version, body;
   Json::Value headers;  // lower-case names
+  Json::Value names;    // header names as sent, in order
   long long ms = 0;     // the server's clock
   std::string header(const char* name) const { return headers.get(name, "<absent>").asString(); }
 };
@@ -37,6 +39,8 @@ class TestServer {
     int status = 200;
     std::string body;
     std::vector<std::pair<std::string, std::string>> headers = {};
+    int delayMs = 0;                 // held that long before the answer
+    std::size_t declaredLength = 0;  // beyond the body: announced, then the server hangs up
   };
 
   // Forgets what was received; the next requests get these replies in turn (the last repeats).
@@ -50,6 +54,8 @@ class TestServer {
       reply["body"] = r.body;
       reply["headers"] = Json::Value(Json::objectValue);
       for (const auto& [name, value] : r.headers) reply["headers"][name] = value;
+      reply["delay_ms"] = r.delayMs;
+      reply["declared_length"] = static_cast<Json::UInt64>(r.declaredLength);
       control["replies"].append(reply);
     }
     std::remove((Folder() + "/requests.log").c_str());
@@ -68,9 +74,12 @@ class TestServer {
       if (!Json::parseFromStream(builder, in, &v, &errors)) continue;
       ReceivedRequest r;
       r.secure = v["secure"].asBool();
+      r.local = v["local"].asString();
       r.method = v["method"].asString();
       r.target = v["target"].asString();
+      r.version = v["version"].asString();
       r.headers = v["headers"];
+      r.names = v["names"];
       r.ms = v["ms"].asInt64();
       const std::string hex = v["body_hex"].asString();
       for (std::size_t i = 0; i + 1 < hex.size(); i += 2) {

@@ -69,19 +69,43 @@ bool HostSession::Load(const std::string& modulePath) {
     err_ << "orinhost: " << modulePath << " has no GetOrinPointObj\n";
     return false;
   }
+  module_ = module;
   tap_ = get();
   out_ << "module " << modulePath << " loaded; cache " << cachePath_ << '\n';
   return true;
 }
 
 bool HostSession::Run(const std::vector<std::string>& op) {
-  if (op.empty() || tap_ == nullptr) return false;
+  if (op.empty()) return false;
   const std::string& word = op[0];
   std::int32_t a = 0, b = 0;
   auto numbers = [&](std::size_t n) {
     return op.size() == n + 1 && (n < 1 || ToInt(op[1], a)) && (n < 2 || ToInt(op[2], b));
   };
-  if (word == "point" && numbers(2)) {
+  if (word == "wait" && numbers(1)) return WaitForEvents(a);
+  if (word == "cached" && numbers(1)) {
+    const std::int32_t added = CountCachedEvents() - baseline_;
+    if (added != a) err_ << "orinhost: " << added << " new events cached, not " << a << '\n';
+    return added == a;
+  }
+  if (word == "sleep" && numbers(1) && a >= 0) {
+    platform::SleepMs(static_cast<std::uint32_t>(a));
+    return true;
+  }
+  if (word == "lockcache" && numbers(0) && !cacheLock_) {
+    cacheLock_ = std::make_unique<CacheFileLock>();
+    return cacheLock_->Lock();
+  }
+  if (word == "unlockcache" && numbers(0) && cacheLock_) {
+    cacheLock_.reset();
+    return true;
+  }
+  if (tap_ == nullptr) return false;
+  if (word == "unload" && numbers(0)) {
+    platform::CloseLibrary(module_);
+    module_ = nullptr;
+    tap_ = nullptr;
+  } else if (word == "point" && numbers(2)) {
     tap_->SetPoint(a, b);
   } else if (word == "prepare" && numbers(2)) {
     tap_->PreparePoint(a, b);
@@ -98,10 +122,6 @@ bool HostSession::Run(const std::vector<std::string>& op) {
     tap_->ReportPointNow();
   } else if (word == "submitnow" && numbers(0)) {
     tap_->SubmitCacheNow();
-  } else if (word == "wait" && numbers(1)) {
-    return WaitForEvents(a);
-  } else if (word == "sleep" && numbers(1) && a >= 0) {
-    platform::SleepMs(static_cast<std::uint32_t>(a));
   } else {
     return false;
   }

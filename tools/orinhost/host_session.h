@@ -4,7 +4,11 @@
 #include <string>
 #include <vector>
 
+#include <memory>
+
 #include <orinpoint/IEventTap.h>
+
+#include "cache/CacheFileLock.h"
 
 // What orinhost does as a host: load the module at run time, call its facade, wait for the
 // module's thread, and show the cache. One session per process, like the product itself.
@@ -20,7 +24,11 @@ class HostSession {
   bool Load(const std::string& modulePath);
   // Runs one call on the facade: "point L N", "param KIND NAME VALUE", "record", "submit",
   // "prepsubmit", "prepare L N", "now", "submitnow", "wait COUNT" (until COUNT new events are
-  // cached), "sleep MS". Returns false for a word it does not know or a number that is not one.
+  // cached), "cached COUNT" (exactly COUNT new events are cached at this moment), "sleep MS",
+  // "unload" (the host lets the module go: FreeLibrary / dlclose; only "wait", "cached",
+  // "sleep" and the cache lock work after it), "lockcache" / "unlockcache" (this process holds
+  // the cache's cross-process mutex, as another process appending would). Returns false for a word it does not know, a number that is not
+  // one, or a "cached" count that does not match.
   bool Run(const std::vector<std::string>& op);
   // Waits until `expected` events more than at Load are in the cache; false on time-out.
   bool WaitForEvents(std::int32_t expected);
@@ -37,6 +45,8 @@ class HostSession {
   std::ostream& out_;
   std::ostream& err_;
   IEventTap* tap_ = nullptr;
+  void* module_ = nullptr;
+  std::unique_ptr<CacheFileLock> cacheLock_;
   std::string cachePath_;
   std::int32_t baseline_ = 0;
   std::int32_t added_ = 0;  // events the calls so far will cache

@@ -1,5 +1,6 @@
 // orinhost: a stand-in for the host product. It loads the module by path at run time, reports
 // points through the facade the way the product does, and prints what the cache then holds.
+#include <cstdlib>
 #include <iostream>
 #include <string>
 #include <vector>
@@ -25,6 +26,45 @@ std::vector<Op> DefaultScenario() {
           {"point", "2", "200"}, {"param", "0", "size_gb", "42"}, {"record"},
           {"point", "2", "201"}, {"param", "0", "seconds", "315"}, {"record"},
           {"wait", "3"}, {"submit"}};
+}
+
+// Replaces each "repeat N" ... "end" block by N copies of its calls, "$i" in a word by the round.
+bool ExpandRepeats(std::vector<Op>& ops, std::string& problem) {
+  std::vector<Op> out;
+  for (std::size_t k = 0; k < ops.size(); ++k) {
+    if (ops[k].empty() || ops[k][0] != "repeat") {
+      if (!ops[k].empty() && ops[k][0] == "end") {
+        problem = "'end' without 'repeat'";
+        return false;
+      }
+      out.push_back(ops[k]);
+      continue;
+    }
+    char* rest = nullptr;
+    const long rounds = ops[k].size() == 2 ? std::strtol(ops[k][1].c_str(), &rest, 10) : -1;
+    if (rest == nullptr || *rest != '\0' || rounds < 0 || rounds > 10000000) {
+      problem = "'repeat' wants one count";
+      return false;
+    }
+    std::size_t end = k + 1;
+    while (end < ops.size() && !(ops[end].size() == 1 && ops[end][0] == "end")) ++end;
+    if (end == ops.size()) {
+      problem = "'repeat' without 'end'";
+      return false;
+    }
+    for (long round = 1; round <= rounds; ++round) {
+      for (std::size_t j = k + 1; j < end; ++j) {
+        Op op = ops[j];
+        for (std::string& word : op) {
+          if (word == "$i") word = std::to_string(round);
+        }
+        out.push_back(std::move(op));
+      }
+    }
+    k = end;
+  }
+  ops.swap(out);
+  return true;
 }
 
 std::string Describe(const Op& op) {
@@ -59,7 +99,9 @@ int main(int argc, char** argv) {
   now->add_option("N", point.n, "second point number")->required();
   auto* script = app.add_subcommand(
       "script", "Facade calls in order, separated by ',': point L N, param KIND NAME VALUE, "
-                "record, submit, prepsubmit, prepare L N, now, submitnow, wait COUNT, sleep MS");
+                "record, submit, prepsubmit, prepare L N, now, submitnow, wait COUNT, "
+                "cached COUNT, sleep MS, unload, lockcache, unlockcache; 'repeat N , CALLS , end' runs CALLS N times "
+                "with $i standing for the round (1 to N)");
   script->prefix_command();  // the calls reuse command words ("record", "submit")
 
   if (argc > 1 && argv[1][0] != '-' &&
@@ -102,6 +144,11 @@ int main(int argc, char** argv) {
         ops.back().push_back(w);
       }
     }
+    std::string problem;
+    if (!ExpandRepeats(ops, problem)) {
+      std::cerr << "orinhost: " << problem << '\n';
+      return 2;
+    }
   } else {
     ops = DefaultScenario();
   }
@@ -114,7 +161,8 @@ int main(int argc, char** argv) {
   for (const Op& op : ops) {
     if (op.empty()) continue;
     std::cout << "> " << Describe(op) << '\n';
-    if (op[0] == "submit" || op[0] == "prepsubmit") queuedUpload = true;
+    // SubmitCacheNow is queued too while the module is still starting.
+    if (op[0] == "submit" || op[0] == "prepsubmit" || op[0] == "submitnow") queuedUpload = true;
     if (!session.Run(op)) {
       if (op[0] != "wait") {
         std::cerr << "orinhost: cannot run '" << Describe(op) << "'\n";

@@ -6,8 +6,15 @@
 
 KeyPtr MakeKey() { return KeyPtr(EVP_RSA_gen(2048)); }
 
-CertPtr MakeCertificate(EVP_PKEY* key, const std::string& commonName, long validFromDays,
+CertPtr MakeCertificate(EVP_PKEY* key, const std::vector<std::string>& names, long validFromDays,
                         long validToDays) {
+  const std::string& commonName = names.front();
+  std::string altNames;
+  for (const std::string& n : names) {
+    if (!altNames.empty()) altNames += ",";
+    altNames += "DNS:" + n;
+    if (n.find_first_not_of("0123456789.") == std::string::npos) altNames += ",IP:" + n;
+  }
   CertPtr cert(X509_new());
   X509* c = cert.get();
   X509_set_version(c, 2);
@@ -32,6 +39,7 @@ CertPtr MakeCertificate(EVP_PKEY* key, const std::string& commonName, long valid
   for (auto [nid, value] : {std::pair<int, const char*>{NID_basic_constraints, "critical,CA:FALSE"},
                             {NID_key_usage, "critical,digitalSignature,keyEncipherment"},
                             {NID_ext_key_usage, "serverAuth"},
+                            {NID_subject_alt_name, altNames.c_str()},
                             {NID_crl_distribution_points, "URI:http://127.0.0.1:9/none.crl"}}) {
     X509_EXTENSION* ext = X509V3_EXT_conf_nid(nullptr, &ctx, nid, value);
     if (ext != nullptr) {

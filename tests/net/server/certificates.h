@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 // Self-signed certificates made at start-up, so no key material lives in the repository.
 struct KeyDeleter { void operator()(EVP_PKEY* key) const { EVP_PKEY_free(key); } };
@@ -12,8 +13,9 @@ using KeyPtr = std::unique_ptr<EVP_PKEY, KeyDeleter>;
 using CertPtr = std::unique_ptr<X509, CertDeleter>;
 
 KeyPtr MakeKey();
-// Names commonName only (no alternative names, which some clients match only as DNS names).
+// The first name is the commonName; every name is an alternative name both as a DNS name and,
+// when it is an IP address, as an IP address (clients differ in which kind they match).
 // Valid from validFromDays to validToDays relative to now; a CRL distribution point nobody
 // serves leaves the revocation status uncheckable.
-CertPtr MakeCertificate(EVP_PKEY* key, const std::string& commonName, long validFromDays,
+CertPtr MakeCertificate(EVP_PKEY* key, const std::vector<std::string>& names, long validFromDays,
                         long validToDays);

@@ -1,12 +1,14 @@
 // orin_test_server STATE_DIR
 // Serves HTTP on port 80 and HTTPS on 443 of every local address (run it in a private network
 // namespace). Each request is appended to STATE_DIR/requests.log as one JSON line
-// {"secure","method","target","headers" (lower-case names),"body_hex","ms"} and answered with
+// {"secure","local","method","target","version","headers" (lower-case names),"names" (as sent,
+// in order),"body_hex","ms"} ("local": the address the request reached) and answered with
 // entry k of "replies" in STATE_DIR/control.json, k being the number of lines the log held
 // before it (the last entry once they run out; 200 and nothing without a file):
-//   {"cert": "good" | "expired" | "otherhost",
-//    "replies": [{"status", "body", "headers": {}, "delay_ms"}]}
-// A reply with "delay_ms" is held that long before it is answered (other requests go on).
+//   {"cert": "good" | "expired" | "notyet" | "otherhost",
+//    "replies": [{"status", "body", "headers": {}, "delay_ms", "declared_length"}]}
+// A reply with "delay_ms" is held that long before it is answered (other requests go on); one
+// with a "declared_length" beyond its body announces that length, sends the body and hangs up.
 // The certificate is chosen afresh at each TLS handshake. STATE_DIR/ready appears once both
 // ports listen.
 #include <httplib.h>
@@ -19,6 +21,7 @@
 #include <iterator>
 #include <mutex>
 #include <thread>
+#include <vector>
 
 #include "certificates.h"
 
@@ -29,7 +32,7 @@ std::mutex logLock;
 const auto started = std::chrono::steady_clock::now();
 
 KeyPtr key;
-CertPtr goodCert, expiredCert, otherHostCert;
+CertPtr goodCert, expiredCert, notYetCert, otherHostCert;
 
 Json::Value ReadControl() {
   std::ifstream in(stateDir + "/control.json");
@@ -63,15 +66,24 @@ int Answer(bool secure, const httplib::Request& req, httplib::Response& res) {
   std::lock_guard<std::mutex> guard(logLock);
   Json::Value entry;
   entry["secure"] = secure;
+  entry["local"] = req.local_addr;
   entry["method"] = req.method;
   entry["target"] = req.target;
-  Json::Value headers(Json::objectValue);
+  entry["version"] = req.version;
+  Json::Value headers(Json::objectValue), names(Json::arrayValue);
   for (const auto& [name, value] : req.headers) {
+    // The server library adds these itself.
+    if (name == "REMOTE_ADDR" || name == "REMOTE_PORT" || name == "LOCAL_ADDR" ||
+        name == "LOCAL_PORT") {
+      continue;
+    }
+    names.append(name);
     std::string lower = name;
     for (char& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
     headers[lower] = value;
   }
   entry["headers"] = headers;
+  entry["names"] = names;
   entry["body_hex"] = Hex(req.body);
   entry["ms"] = static_cast<Json::Int64>(std::chrono::duration_cast<std::chrono::milliseconds>(
                                              std::chrono::steady_clock::now() - started)
@@ -91,7 +103,16 @@ int Answer(bool secure, const httplib::Request& req, httplib::Response& res) {
     res.set_header(name, reply["headers"][name].asString());
   }
   const std::string body = reply["body"].asString();
-  if (!body.empty()) res.set_content(body, "application/json");
+  const std::size_t declared = reply.get("declared_length", 0).asUInt();
+  if (declared > body.size()) {
+    res.set_content_provider(declared, "application/json",
+                             [body](std::size_t, std::size_t, httplib::DataSink& sink) {
+                               sink.write(body.data(), body.size());
+                               return false;
+                             });
+  } else if (!body.empty()) {
+    res.set_content(body, "application/json");
+  }
   return reply.get("delay_ms", 0).asInt();
 }
 
@@ -102,7 +123,8 @@ void Handle(bool secure, const httplib::Request& req, httplib::Response& res) {
 
 int ChooseCertificate(SSL* ssl, void*) {
   const std::string mode = ReadControl().get("cert", "good").asString();
-  X509* cert = mode == "expired" ? expiredCert.get()
+  X509* cert = mode == "expired"     ? expiredCert.get()
+               : mode == "notyet"    ? notYetCert.get()
                : mode == "otherhost" ? otherHostCert.get()
                                      : goodCert.get();
   return SSL_use_certificate(ssl, cert) == 1 && SSL_use_PrivateKey(ssl, key.get()) == 1;
@@ -127,9 +149,12 @@ int main(int argc, char** argv) {
   }
   stateDir = argv[1];
   key = MakeKey();
-  goodCert = MakeCertificate(key.get(), "127.0.0.1", -1, 365);
-  expiredCert = MakeCertificate(key.get(), "127.0.0.1", -30, -1);
-  otherHostCert = MakeCertificate(key.get(), "other.invalid", -1, 365);
+  // Every loopback address a test build's hosts use.
+  const std::vector<std::string> local = {"127.0.0.1", "127.0.0.2", "127.0.0.3"};
+  goodCert = MakeCertificate(key.get(), local, -1, 365);
+  expiredCert = MakeCertificate(key.get(), local, -30, -1);
+  notYetCert = MakeCertificate(key.get(), local, 2, 365);
+  otherHostCert = MakeCertificate(key.get(), {"other.invalid"}, -1, 365);
 
   httplib::Server plain;
   httplib::SSLServer secure([](SSL_CTX& ctx) {
