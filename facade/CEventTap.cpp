@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "platform/os.h"
+#include "platform/text.h"
 #include "platform/thread.h"
 
 namespace orin {
@@ -91,11 +92,14 @@ void CEventTap::Handle(const EventTapRequest& request) {
 // into this one. The store, the helper's start and its wait come after the lock.
 void CEventTap::ReportOrPrepare(CQuillAnalyze* engine, const EventTapRequest& request) {
   const PointEnvironment environment = ReadPointEnvironment();
+  // The host's code page becomes UTF-8 here, on the facade's thread, not in SetPointParam.
+  const std::string paramName =
+      request.hasParam != 0 ? platform::HostTextToUtf8(request.paramName) : std::string();
   auto fill = [&] {
     engine->SetEventIntAt(kKeyEdition, environment.edition);
     engine->SetEventStringAt(kKeyProductId, environment.productId);
     engine->SetEventIds(request.first, request.second);
-    if (request.hasParam != 0) engine->SetEventDetailInt(request.paramName, request.paramValue);
+    if (request.hasParam != 0) engine->SetEventDetailInt(paramName, request.paramValue);
   };
   switch (request.type) {
     case EventTapRequest::kPrepareAndSubmit:

@@ -1,4 +1,3 @@
-#include <cstring>
 #include <string>
 
 #include "facade/host_environment.h"
@@ -14,7 +13,7 @@ constexpr std::uint32_t kValueBufferSize = 260;
 std::int32_t ReadVersionInt(const std::string& path, const char* section, const char* key,
                             std::int32_t fallback) {
   if (path.empty()) return fallback;
-  return static_cast<std::int32_t>(platform::ReadProfileInt(section, key, fallback, path.c_str()));
+  return static_cast<std::int32_t>(platform::ReadProfileIntUtf8(section, key, fallback, path.c_str()));
 }
 
 std::int32_t CodeForVariant(std::int32_t variant) {
@@ -36,11 +35,9 @@ std::int32_t CodeForVariant(std::int32_t variant) {
 
 bool IsCopierEdition() {
   const std::string path = facade_detail::ShortVersionIniPath();
-  char value[kValueBufferSize] = "null";
-  if (!path.empty()) {
-    platform::ReadProfileString("cust", "cust_type", "null", value, kValueBufferSize, path.c_str());
-  }
-  return std::strcmp(value, "QL_Copier") == 0;
+  if (path.empty()) return false;
+  return platform::ReadProfileStringUtf8("cust", "cust_type", "null", kValueBufferSize,
+                                         path.c_str()) == "QL_Copier";
 }
 
 std::int32_t GetEditionCode() {
@@ -64,7 +61,8 @@ std::int32_t GetEditionCode() {
 std::int32_t GetProductVariant() {
   const char* path = GetVersionIniPath();
   if (path == nullptr) return 11;
-  const auto variant = static_cast<std::int32_t>(platform::ReadProfileInt("ProductVersion", "v", 11, path));
+  const auto variant =
+      static_cast<std::int32_t>(platform::ReadProfileIntUtf8("ProductVersion", "v", 11, path));
   return variant == 11 ? 3 : variant;
 }
 

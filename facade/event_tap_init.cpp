@@ -13,6 +13,7 @@
 #include "facade/os_name.h"
 #include "identity/CQuillCookiesMgr.h"
 #include "net/http_client.h"
+#include "platform/text.h"
 
 namespace orin {
 namespace {
@@ -42,10 +43,13 @@ void StopFacadeAtExit() {
 
 }  // namespace
 
+// Texts the host's files and the OS give are in the host's code page; events hold UTF-8.
+using platform::HostTextToUtf8;
+
 // The product id is read before the edition, as the host always has.
 CEventTap::PointEnvironment CEventTap::ReadPointEnvironment() {
   PointEnvironment environment;
-  environment.productId = GetMarketingProductId();
+  environment.productId = HostTextToUtf8(GetMarketingProductId());
   environment.edition = GetEditionCode();
   return environment;
 }
@@ -80,7 +84,7 @@ void CEventTap::InitializeEngine() {
 
   std::string productName;
   GetOsProductName(productName);
-  const std::string osName = OsNameForEvents(productName, IsWindows11());
+  const std::string osName = OsNameForEvents(HostTextToUtf8(productName), IsWindows11());
 
   std::int64_t firstSetupTime = 0;
   const std::int32_t days = GetFirstSetupInfo(firstSetupTime);
@@ -89,6 +93,7 @@ void CEventTap::InitializeEngine() {
   const std::int32_t version = GetProductVersionNumber();
   std::string sourceId;
   GetMarketingSourceId(sourceId);
+  sourceId = HostTextToUtf8(sourceId);
   if (userConfig.empty()) return;
 
   const std::string cachePath = GetCacheDataPath();

@@ -20,8 +20,8 @@ std::string GetFirstSetupIniPath();
 std::string GetMarketingIniPath();
 // The cache file path, "KD_OF.dat" in the data folder (cached).
 std::string GetCacheDataPath();
-// Version.ini beside the host executable; nullptr when the host path has no separator.
-// Points at a module-level buffer.
+// Version.ini beside the host executable, in UTF-8 (it is read the wide way); nullptr when the
+// host path has no separator. Points at a module-level text.
 const char* GetVersionIniPath();
 
 // [EventTap] "switch" of the host's BackupRecovery.ini is one character other than "1".

@@ -1,5 +1,7 @@
-// Where the module's per-machine files live and which host files it reads. Paths are narrow text
-// on every system (Version.ini and Safekeep.exe included), with the platform's separator.
+// Where the module's per-machine files live and which host files it reads, with the platform's
+// separator. Paths are narrow text, but for the two host files reached the wide way (Version.ini
+// here, Safekeep.exe in the version probe), which are UTF-8 so that a host folder of any name
+// still finds them.
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -52,16 +54,15 @@ std::string UncachedDataPath(const std::string& fileName) {
   return failed ? std::string() : folder + fileName;
 }
 
-// Version.ini beside the host in a buffer of `size`; empty when the host path has no separator
-// or the name does not fit.
-std::string VersionIniIn(char* buffer, std::uint32_t size) {
-  platform::HostExecutablePath(buffer, size);
-  char* lastSep = std::strrchr(buffer, kPathSep);
-  if (lastSep == nullptr) return std::string();
-  const std::string name = WithSep("Version.ini");
-  if (std::size_t(lastSep - buffer) + name.size() >= size) return std::string();
-  std::memcpy(lastSep, name.c_str(), name.size() + 1);
-  return buffer;
+// Version.ini beside the host, as built in a wide buffer of `size` characters; empty when the
+// host path has no separator or the name does not fit.
+std::string VersionIniIn(std::uint32_t size) {
+  std::string path = platform::HostExecutablePathUtf8(size);
+  const std::string::size_type lastSep = path.rfind(kPathSep);
+  if (lastSep == std::string::npos) return std::string();
+  path.replace(lastSep, std::string::npos, WithSep("Version.ini"));
+  if (platform::WideLength(path) >= size) return std::string();
+  return path;
 }
 
 }  // namespace
@@ -90,15 +91,11 @@ std::string GetMarketingIniPath() { return UncachedDataPath(WithSep("BackupRecov
 
 // Filled once like the cached paths: the host's own location does not change while it runs.
 const char* GetVersionIniPath() {
-  static char buffer[kWidePathBufferSize];
-  static const bool found = !VersionIniIn(buffer, kWidePathBufferSize).empty();
-  return found ? buffer : nullptr;
+  static const std::string path = VersionIniIn(kWidePathBufferSize);
+  return path.empty() ? nullptr : path.c_str();
 }
 
-std::string facade_detail::ShortVersionIniPath() {
-  char buffer[kPathBufferSize] = {};
-  return VersionIniIn(buffer, kPathBufferSize);
-}
+std::string facade_detail::ShortVersionIniPath() { return VersionIniIn(kPathBufferSize); }
 
 // Deliberately inverted: one character other than "1" selects the secondary endpoint; "1",
 // nothing, or anything longer keeps the primary one.

@@ -1,5 +1,4 @@
 #include <cstdio>
-#include <cstring>
 #include <string>
 
 #include "facade/env_text.h"
@@ -11,12 +10,11 @@
 namespace orin {
 
 // The version of "Safekeep.exe" beside the host, read as "%d.%d.%d" text and turned into a
-// number; the file is opened by its narrow path.
+// number; the file is reached by its wide path, so any host folder name will do.
 std::int32_t GetProductVersionNumber() {
-  char path[1024] = {};
-  platform::HostExecutablePath(path, sizeof path);
-  char* lastSep = std::strrchr(path, platform::kPathSep);
-  const std::string folder = lastSep == nullptr ? std::string() : std::string(path, lastSep + 1);
+  const std::string path = platform::HostExecutablePathUtf8(1024);
+  const std::string::size_type lastSep = path.rfind(platform::kPathSep);
+  const std::string folder = lastSep == std::string::npos ? std::string() : path.substr(0, lastSep + 1);
   const std::string exe = folder + "Safekeep.exe";
 
   std::string text;

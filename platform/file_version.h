@@ -9,8 +9,9 @@ struct FileVersion {
 };
 
 // The fixed file information of a file's version resource.
-// Win32: GetFileVersionInfoSizeW / GetFileVersionInfoW / VerQueryValueW("\\"), the path taken in
-// the ANSI code page. POSIX: the portable PE reader (pe_version.h) over the file's bytes.
+// The path is UTF-8, so a file in a folder of any name is found.
+// Win32: GetFileVersionInfoSizeW / GetFileVersionInfoW / VerQueryValueW("\\") on the path in
+// UTF-16. POSIX: the portable PE reader (pe_version.h) over the file's bytes.
 // False when the file is missing or has no version resource; out is then untouched.
 bool ReadFileVersion(const char* path, FileVersion& out);
 

@@ -1,5 +1,6 @@
 #pragma once
 #include <cstdint>
+#include <string>
 
 // Private-profile (INI) access with the Win32 semantics: section and key names compared without
 // case, values trimmed and stripped of one pair of surrounding quotes, a missing file or key gives
@@ -20,6 +21,14 @@ std::uint32_t ReadProfileString(const char* section, const char* key, const char
 // when a name or the path is null.
 std::uint32_t ReadProfileInt(const char* section, const char* key, std::int32_t defaultValue,
                              const char* path);
+
+// The reads for a file whose path may hold any character (Version.ini beside the host): path and
+// texts in UTF-8, size counted in characters of the wide buffer. Win32: GetPrivateProfileStringW
+// and GetPrivateProfileIntW. POSIX: the reads above, since paths are bytes there already.
+std::string ReadProfileStringUtf8(const char* section, const char* key, const char* defaultValue,
+                                  std::uint32_t size, const char* path);
+std::uint32_t ReadProfileIntUtf8(const char* section, const char* key, std::int32_t defaultValue,
+                                 const char* path);
 
 // WritePrivateProfileStringA with a non-null value; false when anything is null.
 bool WriteProfileString(const char* section, const char* key, const char* value, const char* path);

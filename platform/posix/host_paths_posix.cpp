@@ -47,6 +47,15 @@ std::uint32_t HostExecutablePath(char* buffer, std::uint32_t size) {
   return static_cast<std::uint32_t>(path.size());
 }
 
+std::string HostExecutablePathUtf8(std::uint32_t wideChars) {
+  if (wideChars == 0) return std::string();
+  std::string path = ExecutablePath();
+  if (path.size() >= wideChars) path.resize(wideChars - 1);
+  return path;
+}
+
+std::size_t WideLength(const std::string& utf8) { return utf8.size(); }
+
 bool CommonAppDataFolder(char* buffer, std::uint32_t size) {
   if (buffer == nullptr || size == 0) return false;
   const char* env = std::getenv("ORIN_COMMON_APPDATA");

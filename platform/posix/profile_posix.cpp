@@ -158,6 +158,19 @@ std::uint32_t ReadProfileInt(const char* section, const char* key, std::int32_t 
   return negative ? 0u - total : total;
 }
 
+std::string ReadProfileStringUtf8(const char* section, const char* key, const char* defaultValue,
+                                  std::uint32_t size, const char* path) {
+  if (size == 0) return std::string();
+  std::string buffer(size, '\0');
+  buffer.resize(ReadProfileString(section, key, defaultValue, &buffer[0], size, path));
+  return buffer;
+}
+
+std::uint32_t ReadProfileIntUtf8(const char* section, const char* key, std::int32_t defaultValue,
+                                 const char* path) {
+  return ReadProfileInt(section, key, defaultValue, path);
+}
+
 bool WriteProfileString(const char* section, const char* key, const char* value, const char* path) {
   if (section == nullptr || key == nullptr || value == nullptr || path == nullptr) return false;
   // Read, edit and replace must not interleave between threads, or one write would undo another

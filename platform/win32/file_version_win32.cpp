@@ -6,14 +6,14 @@
 
 #include <windows.h>
 
+#include "platform/win32/wide_text.h"
+
 namespace orin::platform {
 
 bool ReadFileVersion(const char* path, FileVersion& out) {
   if (path == nullptr) return false;
-  const int chars = MultiByteToWideChar(CP_ACP, 0, path, -1, nullptr, 0);
-  if (chars <= 0) return false;
-  std::wstring wide(static_cast<std::size_t>(chars), L'\0');
-  if (MultiByteToWideChar(CP_ACP, 0, path, -1, &wide[0], chars) <= 0) return false;
+  const std::wstring wide = win32::WideFromUtf8(path);
+  if (wide.empty()) return false;
 
   DWORD handle = 0;
   const DWORD size = GetFileVersionInfoSizeW(wide.c_str(), &handle);

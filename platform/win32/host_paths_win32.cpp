@@ -1,9 +1,12 @@
 #include "platform/host_paths.h"
 
 #include <cstring>
+#include <vector>
 
 #include <windows.h>
 #include <shlobj.h>
+
+#include "platform/win32/wide_text.h"
 
 namespace orin::platform {
 
@@ -14,6 +17,16 @@ std::uint32_t HostExecutablePath(char* buffer, std::uint32_t size) {
   if (n >= size) buffer[size - 1] = '\0';
   return n;
 }
+
+std::string HostExecutablePathUtf8(std::uint32_t wideChars) {
+  if (wideChars == 0) return std::string();
+  std::vector<wchar_t> buffer(wideChars, L'\0');
+  DWORD n = GetModuleFileNameW(nullptr, buffer.data(), wideChars);
+  if (n >= wideChars) n = wideChars - 1;
+  return win32::Utf8FromWide(buffer.data(), n);
+}
+
+std::size_t WideLength(const std::string& utf8) { return win32::WideFromUtf8(utf8).size(); }
 
 bool CommonAppDataFolder(char* buffer, std::uint32_t size) {
   if (buffer == nullptr || size == 0) return false;

@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -22,6 +24,7 @@ namespace orin {
 namespace {
 
 using namespace orin::testing;
+namespace fs = std::filesystem;
 using platform::kPathSep;
 
 std::string BesideTest(const std::string& name) {
@@ -32,23 +35,37 @@ std::string BesideTest(const std::string& name) {
 
 std::string Exe(const char* stem) { return std::string(stem) + (platform::kIsWindows ? ".exe" : ""); }
 
-// A host folder holding a copy of the probe child, which runs with that folder as its own.
+// A host folder holding a copy of the probe child, which runs with that folder as its own. The
+// folder may be a named one (UTF-8) inside the temporary folder; the child starts from inside it
+// by relative names, which the narrow process call takes whatever the folder is called.
 class HostFolder {
  public:
-  std::string File(const std::string& name) const { return dir_.File(name); }
+  explicit HostFolder(const std::string& name = "")
+      : path_(fs::u8path(dir_.path()) / fs::u8path(name)) {
+    fs::create_directories(path_);
+  }
+  void Write(const std::string& name, const std::string& bytes) const {
+    std::ofstream(path_ / name, std::ios::binary) << bytes;
+  }
+  void CopyIn(const std::string& from, const std::string& name) const {
+    fs::copy_file(from, path_ / name, fs::copy_options::overwrite_existing);
+  }
 
   std::string Run(const std::vector<std::string>& args) {
-    const std::string exe = dir_.File(Exe("host_probe"));
-    if (!Exists(exe)) platform::CopyFileOverwriting(BesideTest(Exe("host_probe")).c_str(), exe.c_str());
-    const std::string out = dir_.File("probe.txt");
-    std::string line = "\"" + exe + "\" \"" + out + "\"";
+    const std::string exe = Exe("host_probe");
+    if (!fs::exists(path_ / exe)) CopyIn(BesideTest(exe), exe);
+    std::string line = "\"." + std::string(1, kPathSep) + exe + "\" probe.txt";
     for (const std::string& a : args) line += " \"" + a + "\"";
+    const fs::path before = fs::current_path();
+    fs::current_path(path_);
     platform::ProcessHandle child = platform::StartProcess(line);
+    fs::current_path(before);
     if (child == nullptr) return "(not started)";
     platform::WaitProcess(child, 0xFFFFFFFFu);
     platform::CloseProcess(child);
+    std::ifstream in(path_ / "probe.txt", std::ios::binary);
     std::string text;
-    for (char c : ReadBytes(out)) {
+    for (char c; in.get(c);) {
       if (c != '\r') text += c;
     }
     return text;
@@ -56,6 +73,7 @@ class HostFolder {
 
  private:
   TempDir dir_;
+  fs::path path_;
 };
 
 struct HostCase {
@@ -63,6 +81,7 @@ struct HostCase {
   const char* hostSwitch;  // [EventTap] "switch" of the host's BackupRecovery.ini; nullptr: no file
   const char* safekeep;    // test image copied as Safekeep.exe; nullptr: none
   int edition, variant, copier, secondary, version;
+  const char* folder = "";  // the host folder's own name, if any
 };
 
 const HostCase kHostCases[] = {
@@ -80,28 +99,28 @@ const HostCase kHostCases[] = {
     {"[VersionInfo]\nversionCode=9\n", nullptr, nullptr, 8, 3, 0, 0, 0},
     {"[VersionInfo]\nversionCode=17\n[ProductVersion]\nv=17\n", nullptr, nullptr, 1001, 17, 0, 0, 0},
     {"[VersionInfo]\nversionCode=3\n[ProductVersion]\nv=-1\n", nullptr, nullptr, 2, -1, 0, 0, 0},
+    // A name the ANSI code page (cp1252 under Wine) cannot spell: both files are reached wide.
+    {"[cust]\ncust_type=QL_Copier\n[VersionInfo]\nversionCode=7\n[ProductVersion]\nv=3\n", nullptr,
+     "pe_versioned.exe", 53, 3, 1, 0, 70301, u8"Резерв"},
 };
 
 TEST(HostFolderProbes, EditionVariantCopierSwitchAndVersionFollowTheHostFiles) {
   const bool haveImages = Exists(BesideTest("pe_versioned.exe"));
   for (const HostCase& c : kHostCases) {
     if (c.safekeep != nullptr && !haveImages) continue;
-    HostFolder host;
-    if (c.versionIni != nullptr) WriteBytes(host.File("Version.ini"), c.versionIni);
+    HostFolder host(c.folder);
+    if (c.versionIni != nullptr) host.Write("Version.ini", c.versionIni);
     if (c.hostSwitch != nullptr) {
-      WriteBytes(host.File("BackupRecovery.ini"), std::string("[EventTap]\nswitch=") + c.hostSwitch + "\n");
+      host.Write("BackupRecovery.ini", std::string("[EventTap]\nswitch=") + c.hostSwitch + "\n");
     }
-    if (c.safekeep != nullptr) {
-      ASSERT_TRUE(platform::CopyFileOverwriting(BesideTest(c.safekeep).c_str(),
-                                                host.File("Safekeep.exe").c_str()));
-    }
+    if (c.safekeep != nullptr) host.CopyIn(BesideTest(c.safekeep), "Safekeep.exe");
     const std::string expect = "edition=" + std::to_string(c.edition) +
                                "\nvariant=" + std::to_string(c.variant) +
                                "\ncopier=" + std::to_string(c.copier) +
                                "\nswitch=" + std::to_string(c.secondary) +
                                "\nversion=" + std::to_string(c.version) + "\n";
     EXPECT_EQ(host.Run({"edition", "variant", "copier", "switch", "version"}), expect)
-        << (c.versionIni ? c.versionIni : "(no Version.ini)") << " switch="
+        << c.folder << " " << (c.versionIni ? c.versionIni : "(no Version.ini)") << " switch="
         << (c.hostSwitch ? c.hostSwitch : "(no file)") << " " << (c.safekeep ? c.safekeep : "");
   }
 }

@@ -10,7 +10,10 @@ namespace {
 TEST_F(ModuleTest, PointsReachTheCacheInOrderWithTheirCommonProperties) {
   const std::int64_t before = std::time(nullptr);
   // Posted while the module's thread is still starting up: they queue behind the start-up.
-  Host("point 1 100 , param 0 size 5 , record , point 2 200 , record , record , wait 3 , "
+  // The parameter's name is cp1252 "größe"; on POSIX bytes that are not UTF-8 in a UTF-8 locale
+  // are replaced one by one.
+  const std::string name = "gr\xF6\xDF" "e";
+  Host("point 1 100 , param 0 " + name + " 5 , record , point 2 200 , record , record , wait 3 , "
        "prepare 7 8 , param 0 ignored 1 , now");
   const std::vector<Json::Value> events = CachedEvents();
   ASSERT_EQ(events.size(), 4u);
@@ -33,7 +36,8 @@ TEST_F(ModuleTest, PointsReachTheCacheInOrderWithTheirCommonProperties) {
     EXPECT_TRUE(e.isMember("o") && e.isMember("re"));
   }
   // The parameter belongs to its own point only; ReportPointNow does not pass one on.
-  EXPECT_EQ(events[0]["p"]["size"].asInt(), 5);
+  EXPECT_EQ(events[0]["p"][platform::kIsWindows ? u8"größe" : u8"gr\uFFFD\uFFFDe"].asInt(), 5)
+      << ToFastText(events[0]["p"]);
   for (int i = 1; i < 4; ++i) EXPECT_FALSE(events[i].isMember("p"));
   EXPECT_EQ(events[0]["u"], events[3]["u"]);
 
@@ -77,11 +81,17 @@ TEST_F(ModuleTest, HostFilesChooseEditionEndpointLanguageAndMarketingValues) {
   WriteIni(host_ + "Version.ini", "cust", "cust_type", "QL_Copier");
   WriteIni(host_ + "Version.ini", "VersionInfo", "versionCode", "7");
   WriteIni(host_ + "Version.ini", "ProductVersion", "v", "12");
-  WriteIni(shared, "Marketing", "NewXid", "xid-42");
-  WriteIni(shared, "KDPointInfo", "DqId", "dq-7");
+  // These and the OS name are in the host's code page: cp1252 under Wine; on POSIX a byte that
+  // is no UTF-8, which must not take the next one with it.
+  WriteIni(shared, "Marketing", "NewXid", "xid-\xE9" "42");
+  WriteIni(shared, "KDPointInfo", "DqId", "dq-\xC4" "7");
   WriteIni(shared, "Date", "FirstSetup", "86400");
+  const std::string osRelease = sandbox_.File("os-release");
+  testing::WriteBytes(osRelease, "PRETTY_NAME=\"Syst\xE8me 1\"\n");
 
+  testing::SetEnvironment("ORIN_OS_RELEASE", osRelease);
   Host("point 3 4 , record , wait 1");
+  testing::SetEnvironment("ORIN_OS_RELEASE", "");
   std::vector<Json::Value> events = CachedEvents();
   ASSERT_EQ(events.size(), 1u);
   Json::Value e = events[0];
@@ -89,8 +99,11 @@ TEST_F(ModuleTest, HostFilesChooseEditionEndpointLanguageAndMarketingValues) {
   EXPECT_EQ(e["w"].asInt(), 10);
   EXPECT_EQ(e["v"].asInt(), 1001);  // versionCode 7 with a variant outside its table
   EXPECT_EQ(e["la"].asInt(), 8);    // variant 12 speaks the host's language 2
-  EXPECT_EQ(e["c"].asString(), "dq-7");
-  EXPECT_EQ(e["p"]["xid"].asString(), "xid-42");
+  EXPECT_EQ(e["c"].asString(), platform::kIsWindows ? u8"dq-Ä7" : u8"dq-\uFFFD7");
+  EXPECT_EQ(e["p"]["xid"].asString(), platform::kIsWindows ? u8"xid-é42" : u8"xid-\uFFFD42");
+  if (!platform::kIsWindows) {
+    EXPECT_EQ(e["o"].asString(), u8"Syst\uFFFDme 1");
+  }
   EXPECT_EQ(e["i"].asInt64(), 86400);
   EXPECT_EQ(e["id"].asInt64(), std::time(nullptr) / 86400 - 1);
   EXPECT_EQ(ReadIni(host_ + "OrAnacfg.ini", "Analyze", "Address"),

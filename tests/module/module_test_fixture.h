@@ -77,9 +77,9 @@ class ModuleTest : public ::testing::Test {
   void Host(const std::string& calls) {
     const std::string program = host_ + (platform::kIsWindows ? "orinhost.exe" : "orinhost");
     platform::ProcessHandle p =
-        platform::StartProcess("\"" + program + "\" --settle 1000 script " + calls);
+        platform::StartProcess("\"" + program + "\" --settle 1000 --timeout 240 script " + calls);
     ASSERT_NE(p, nullptr);
-    const bool ended = platform::WaitProcess(p, 120000);
+    const bool ended = platform::WaitProcess(p, 300000);
     std::uint32_t code = 0xFFFFFFFFu;
     const bool known = ended && platform::ProcessExitCode(p, code);
     platform::CloseProcess(p);

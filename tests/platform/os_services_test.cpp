@@ -1,4 +1,5 @@
-// Files, processes, threads, GUIDs and host paths: the thin services the engine gets from the OS.
+// Files, processes, threads, GUIDs, host paths and host texts: the thin services the engine gets
+// from the OS.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -11,6 +12,7 @@
 #include "platform/host_paths.h"
 #include "platform/os.h"
 #include "platform/process.h"
+#include "platform/text.h"
 #include "platform/thread.h"
 #include "support/TempDir.h"
 
@@ -160,6 +162,26 @@ TEST(HostPaths, NameThisProgramAndCutLikeTheWin32Calls) {
   ASSERT_TRUE(CommonAppDataFolder(data, sizeof data));
   ASSERT_NE(data[0], '\0');
   EXPECT_NE(std::string(data).back(), kPathSep);
+}
+
+// Windows reads the host's texts in its ANSI code page (cp1252 here); POSIX keeps UTF-8 and, in
+// a UTF-8 or "C" locale, replaces each byte that does not fit on its own.
+TEST(HostText, BecomesUtf8WithEveryByteAccountedFor) {
+  const struct {
+    const char* text;
+    const char* windows;
+    const char* posix;
+  } cases[] = {
+      {"size_gb", "size_gb", "size_gb"},
+      {"gr\xF6\xDF" "e", u8"größe", u8"gr\uFFFD\uFFFDe"},
+      {"\x80 5", u8"€ 5", u8"\uFFFD 5"},
+      {u8"größe", u8"grÃ¶ÃŸe", u8"größe"},
+      {"\xC0\xAF", u8"À¯", u8"\uFFFD\uFFFD"},  // an overlong "/" is no UTF-8
+      {"ab\xC3", u8"abÃ", u8"ab\uFFFD"},        // a sequence cut off at the end
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(HostTextToUtf8(c.text), kIsWindows ? c.windows : c.posix) << c.text;
+  }
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 
 #include "platform/host_paths.h"
 #include "platform/process.h"
+#include "platform/posix/text_convert.h"
 #include "platform/profile.h"
 #include "support/TempDir.h"
 
@@ -59,6 +60,26 @@ TEST(PosixBackend, ProfileWritesGoThroughLinksAndKeepTheMode) {
   ASSERT_EQ(stat(real.c_str(), &st), 0);
   EXPECT_EQ(st.st_mode & 0777, 0640u);
   EXPECT_EQ(orin::testing::ReadBytes(real), "[A]\nx=1\ny=2\n");
+}
+
+// A host text that is no UTF-8 is read in the locale's code set; what that set lacks is lost a
+// byte at a time.
+TEST(PosixBackend, HostTextsComeFromTheLocalesCodeSet) {
+  const struct {
+    const char* text;
+    const char* codeSet;
+    const char* expect;
+  } cases[] = {
+      {"gr\xF6\xDF" "e", "CP1252", u8"größe"},
+      {"\x80", "CP1252", u8"€"},
+      {"a\x81z", "CP1252", u8"a\uFFFDz"},  // 0x81 is no cp1252 character
+      {"\xD0\xE5\xE7", "CP1251", u8"Рез"},
+      {"\xC0\xE9", "ISO-8859-1", u8"Àé"},
+      {"x\xFFy", "NO-SUCH-SET", u8"x\uFFFDy"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(posix::TextToUtf8From(c.text, c.codeSet), c.expect) << c.codeSet;
+  }
 }
 
 }  // namespace

@@ -1,0 +1,104 @@
+#include "platform/text.h"
+
+#include <cerrno>
+#include <cstring>
+#include <string>
+
+#include <iconv.h>
+#include <langinfo.h>
+#include <locale.h>
+
+#include "platform/posix/text_convert.h"
+
+namespace orin::platform {
+namespace {
+
+constexpr const char* kReplacement = "\xEF\xBF\xBD";  // U+FFFD
+
+// Well-formed UTF-8 only: no overlong forms, no surrogates, nothing above U+10FFFF.
+bool IsUtf8(const std::string& text) {
+  const auto* p = reinterpret_cast<const unsigned char*>(text.data());
+  const auto* end = p + text.size();
+  while (p < end) {
+    const unsigned char c = *p;
+    std::size_t extra;
+    unsigned char low = 0x80, high = 0xBF;
+    if (c < 0x80) {
+      extra = 0;
+    } else if (c >= 0xC2 && c <= 0xDF) {
+      extra = 1;
+    } else if (c >= 0xE0 && c <= 0xEF) {
+      extra = 2;
+      if (c == 0xE0) low = 0xA0;
+      if (c == 0xED) high = 0x9F;
+    } else if (c >= 0xF0 && c <= 0xF4) {
+      extra = 3;
+      if (c == 0xF0) low = 0x90;
+      if (c == 0xF4) high = 0x8F;
+    } else {
+      return false;
+    }
+    if (std::size_t(end - p) <= extra) return extra == 0;
+    for (std::size_t i = 1; i <= extra; ++i) {
+      const unsigned char lo = i == 1 ? low : 0x80, hi = i == 1 ? high : 0xBF;
+      if (p[i] < lo || p[i] > hi) return false;
+    }
+    p += extra + 1;
+  }
+  return true;
+}
+
+// The code set of the thread's locale; a host that never chose one (the "C" locale) still has
+// its texts in the environment's.
+std::string LocaleCodeSet() {
+  const std::string current = nl_langinfo(CODESET);
+  if (current != "ANSI_X3.4-1968") return current;
+  const locale_t environment = newlocale(LC_CTYPE_MASK, "", locale_t(0));
+  if (environment == locale_t(0)) return current;
+  const std::string chosen = nl_langinfo_l(CODESET, environment);
+  freelocale(environment);
+  return chosen;
+}
+
+}  // namespace
+
+std::string posix::TextToUtf8From(const std::string& text, const char* codeSet) {
+  std::string out;
+  const iconv_t cd = iconv_open("UTF-8", codeSet);
+  if (cd == iconv_t(-1)) {
+    for (const char c : text) {
+      if (static_cast<unsigned char>(c) < 0x80) out += c; else out += kReplacement;
+    }
+    return out;
+  }
+  std::string input = text;
+  char* in = &input[0];
+  std::size_t inLeft = input.size();
+  char block[256];
+  while (inLeft > 0) {
+    char* next = block;
+    std::size_t room = sizeof block;
+    const std::size_t done = iconv(cd, &in, &inLeft, &next, &room);
+    out.append(block, std::size_t(next - block));
+    if (done != std::size_t(-1) || errno == E2BIG) continue;
+    // EILSEQ or a sequence cut short by the end: that byte alone is lost, and the state is reset
+    // so that the next byte starts afresh.
+    out += kReplacement;
+    ++in;
+    --inLeft;
+    iconv(cd, nullptr, nullptr, nullptr, nullptr);
+  }
+  char* next = block;
+  std::size_t room = sizeof block;
+  iconv(cd, nullptr, nullptr, &next, &room);
+  out.append(block, std::size_t(next - block));
+  iconv_close(cd);
+  return out;
+}
+
+std::string HostTextToUtf8(const std::string& text) {
+  if (IsUtf8(text)) return text;
+  return posix::TextToUtf8From(text, LocaleCodeSet().c_str());
+}
+
+}  // namespace orin::platform
