@@ -73,17 +73,28 @@ void CEventTap::Handle(const EventTapRequest& request) {
       case EventTapRequest::kSubmitCache:
         if (CQuillAnalyze* engine = engine_.load()) engine->LaunchCacheSubmit();
         return;
+      case EventTapRequest::kSubmitCacheNow:
+        if (CQuillAnalyze* engine = engine_.load()) engine->LaunchCacheSubmit();
+        handedOver_.fetch_sub(1);
+        return;
       case EventTapRequest::kRecordPoint:
       case EventTapRequest::kPrepareAndSubmit:
+        if (CQuillAnalyze* engine = engine_.load()) ReportOrPrepare(engine, request);
+        return;
       case EventTapRequest::kReportNowCache:
       case EventTapRequest::kReportNowSend:
         if (CQuillAnalyze* engine = engine_.load()) ReportOrPrepare(engine, request);
+        handedOver_.fetch_sub(1);
         return;
       default:
         return;
     }
   } catch (...) {
     if (request.type == EventTapRequest::kInitialize) MarkStartUpDone();
+    const bool handedOver = request.type == EventTapRequest::kReportNowCache ||
+                            request.type == EventTapRequest::kReportNowSend ||
+                            request.type == EventTapRequest::kSubmitCacheNow;
+    if (handedOver) handedOver_.fetch_sub(1);
   }
 }
 
@@ -126,16 +137,24 @@ void CEventTap::StopHandlingAtExit() {
 
 void CEventTap::MarkStartUpDone() { startUpFinished_.store(true, std::memory_order_release); }
 
-void CEventTap::Enqueue(const EventTapRequest& request) {
+bool CEventTap::Enqueue(const EventTapRequest& request) {
   {
     std::lock_guard<std::mutex> guard(queueLock_);
     if (queue_.size() >= queueLimit_.load(std::memory_order_relaxed)) {
       refused_.fetch_add(1, std::memory_order_relaxed);
-      return;
+      return false;
     }
     queue_.push_back(request);
   }
   platform::SignalEvent(wake_);
+  return true;
+}
+
+bool CEventTap::HandOver(const EventTapRequest& request) {
+  if (startUpFinished_.load(std::memory_order_acquire) && handedOver_.load() == 0) return false;
+  handedOver_.fetch_add(1);
+  if (!Enqueue(request)) handedOver_.fetch_sub(1);
+  return true;
 }
 
 void CEventTap::Post() {
@@ -176,9 +195,10 @@ void CEventTap::PreparePoint(std::int32_t first, std::int32_t second) {
   pending_.type = EventTapRequest::kRecordPoint;
 }
 
-// Runs on the host's thread once the start-up is over; before that, the facade's thread reports
-// the point right after the start-up, so the host never waits on the device-id exchange. The
-// pending parameter is not passed on and the pending point is kept either way.
+// Runs on the host's thread once the start-up is over; before that (and while work handed over
+// then is still queued), the facade's thread reports the point right after the start-up, so the
+// host never waits on the device-id exchange. The pending parameter is not passed on and the
+// pending point is kept either way.
 void CEventTap::ReportPointNow() {
   try {
     EventTapRequest request;
@@ -187,24 +207,18 @@ void CEventTap::ReportPointNow() {
                        : EventTapRequest::kReportNowSend;
     request.first = pending_.first;
     request.second = pending_.second;
-    if (!startUpFinished_.load(std::memory_order_acquire)) {
-      Enqueue(request);
-    } else if (CQuillAnalyze* engine = engine_.load()) {
-      ReportOrPrepare(engine, request);
-    }
+    if (HandOver(request)) return;
+    if (CQuillAnalyze* engine = engine_.load()) ReportOrPrepare(engine, request);
   } catch (...) {
   }
 }
 
 void CEventTap::SubmitCacheNow() {
   try {
-    if (!startUpFinished_.load(std::memory_order_acquire)) {
-      EventTapRequest request;
-      request.type = EventTapRequest::kSubmitCache;
-      Enqueue(request);
-    } else if (CQuillAnalyze* engine = engine_.load()) {
-      engine->LaunchCacheSubmit();
-    }
+    EventTapRequest request;
+    request.type = EventTapRequest::kSubmitCacheNow;
+    if (HandOver(request)) return;
+    if (CQuillAnalyze* engine = engine_.load()) engine->LaunchCacheSubmit();
   } catch (...) {
   }
 }

@@ -66,7 +66,8 @@ class CEventTap : public IEventTap {
   static unsigned ThreadMain(void* self);
   void Post();
   void PostAs(std::int32_t type);
-  void Enqueue(const EventTapRequest& request);
+  // False when the queue is full and the request was refused.
+  bool Enqueue(const EventTapRequest& request);
   void Handle(const EventTapRequest& request);
   void InitializeEngine();
   void RegisterExitHook();
@@ -75,6 +76,8 @@ class CEventTap : public IEventTap {
   // engine's state.
   void ReportOrPrepare(CQuillAnalyze* engine, const EventTapRequest& request);
   void MarkStartUpDone();
+  // True when the synchronous work must go to the facade's thread; then it has been queued.
+  bool HandOver(const EventTapRequest& request);
 
   // A deque rather than one contiguous array: a burst of posts never copies or re-faults the
   // whole queue on the host's thread as it grows.
@@ -85,8 +88,10 @@ class CEventTap : public IEventTap {
   std::atomic<CQuillAnalyze*> engine_{nullptr};
   EventTapRequest pending_;
   // Until the start-up request has run, the synchronous operations hand their work to the
-  // facade's thread instead of waiting on the host's.
+  // facade's thread instead of waiting on the host's; while some of that work is still queued,
+  // later ones follow it there, so they stay in the order the host made them.
   std::atomic<bool> startUpFinished_{false};
+  std::atomic<std::uint32_t> handedOver_{0};
   std::atomic<std::uint64_t> handled_{0};
   std::atomic<std::uint64_t> refused_{0};
   std::atomic<std::size_t> queueLimit_{kDefaultQueueLimit};

@@ -15,6 +15,8 @@ struct EventTapRequest {
   // start-up has finished, carrying the prepared numbers and how the point is to be reported.
   static constexpr std::int32_t kReportNowCache = 6;
   static constexpr std::int32_t kReportNowSend = 7;
+  // SubmitCacheNow handed over the same way.
+  static constexpr std::int32_t kSubmitCacheNow = 8;
   static constexpr std::uint32_t kNameSize = 260;
 
   std::int32_t type = kNone;
