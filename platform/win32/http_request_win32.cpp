@@ -41,7 +41,10 @@ struct Handles {
 // a blocked call is cancelled; the handle is then not closed a second time.
 class Deadline {
  public:
-  Deadline(std::uint32_t ms, HINTERNET& request) : request_(request) {
+  Deadline(std::uint32_t ms, HINTERNET& request)
+      : request_(request),
+        end_(std::chrono::steady_clock::now() + std::chrono::milliseconds(ms)),
+        limited_(ms != 0) {
     if (ms == 0 || request == nullptr) return;
     watcher_ = std::thread([this, ms] {
       std::unique_lock<std::mutex> guard(lock_);
@@ -50,6 +53,12 @@ class Deadline {
         InternetCloseHandle(request_);
       }
     });
+  }
+  // Between reads: a blocked read is not always cut short by the close (Wine's is not), but a
+  // reply trickled a byte at a time returns from each read.
+  bool Passed() {
+    if (limited_ && std::chrono::steady_clock::now() >= end_) expired_ = true;
+    return expired_;
   }
   // True when the deadline cut the exchange short.
   bool Stop() {
@@ -60,12 +69,15 @@ class Deadline {
     ended_.notify_all();
     if (watcher_.joinable()) watcher_.join();
     if (fired_) request_ = nullptr;
-    return fired_;
+    return fired_ || expired_;
   }
   ~Deadline() { Stop(); }
 
  private:
   HINTERNET& request_;
+  const std::chrono::steady_clock::time_point end_;
+  const bool limited_;
+  bool expired_ = false;
   std::mutex lock_;
   std::condition_variable ended_;
   bool done_ = false, fired_ = false;
@@ -151,8 +163,17 @@ bool PostRequest(HttpResponseInfo& response, const HttpRequestInfo& request, Err
         // Only so much is kept; the rest is left unread and goes with the handles.
         std::vector<char> buffer(kReadChunk, 0);
         DWORD read = 0;
-        while (response.body.size() < kReplyBodyLimit &&
-               InternetReadFile(handle, buffer.data(), kReadChunk, &read) && read != 0) {
+        // Under a deadline only what has arrived is asked for, so no read waits for a full chunk.
+        const auto want = [&]() -> DWORD {
+          if (request.deadlineMs == 0) return kReadChunk;
+          DWORD available = 0;
+          if (!InternetQueryDataAvailable(handle, &available, 0, 0)) return 0;
+          return std::min(available, kReadChunk);
+        };
+        DWORD size = 0;
+        while (response.body.size() < kReplyBodyLimit && !deadline.Passed() &&
+               (size = want()) != 0 && InternetReadFile(handle, buffer.data(), size, &read) &&
+               read != 0) {
           response.body.append(buffer.data(),
                                std::min<std::size_t>(read, kReplyBodyLimit - response.body.size()));
         }
