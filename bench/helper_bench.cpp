@@ -44,7 +44,7 @@ bool CollectorUp() {
                            kFolder + "/cert.pem >/dev/null 2>&1";
     if (std::system(mk.c_str()) != 0) return false;
     static orin::platform::ProcessHandle collector = orin::platform::StartProcess(
-        std::string(ORIN_BENCH_COLLECTOR) + " serve --quiet --db " + kFolder + "/events.db --cert " +
+        std::string(ORIN_BENCH_COLLECTOR) + " serve --quiet --test-routes --db " + kFolder + "/events.db --cert " +
         kFolder + "/cert.pem --key " + kFolder + "/key.pem --ready " + kFolder + "/ready");
     if (collector == nullptr) return false;
     std::atexit([] {

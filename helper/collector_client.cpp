@@ -4,20 +4,36 @@
 #include "net/http_client.h"
 
 namespace orin::helper {
+namespace {
 
-PostOutcome PostEvents(const Endpoint& endpoint, const Json::Value& events) {
-  return PostBody(endpoint, ToFastText(events));
+bool Acknowledged(const std::string& reply) {
+  Json::Value json;
+  if (!ParseJsonText(reply.data(), reply.data() + reply.size(), json) || !json.isObject()) {
+    return false;
+  }
+  const Json::Value& code = json["code"];
+  return code.isIntegral() && code.asInt64() == 0;
 }
 
-PostOutcome PostBody(const Endpoint& endpoint, const std::string& body) {
+bool WillNeverChange(std::uint32_t status) {
+  return status >= 400 && status < 500 && status != 408 && status != 429;
+}
+
+}  // namespace
+
+PostOutcome PostEvents(const Endpoint& endpoint, const Json::Value& events, std::uint32_t deadlineMs) {
+  return PostBody(endpoint, ToFastText(events), deadlineMs);
+}
+
+PostOutcome PostBody(const Endpoint& endpoint, const std::string& body, std::uint32_t deadlineMs) {
   net::HttpRequestInfo request;
   request.host = endpoint.host;
   request.path = endpoint.path;
   request.headers = "content-type:application/json";
   request.body = body;
   request.secure = endpoint.secure;
-  // Only the status decides; whatever the collector says besides is not read.
-  request.skipReply = true;
+  request.followRedirects = false;
+  request.deadlineMs = deadlineMs;
   net::HttpResponseInfo response;
   net::ErrorInfo error;
   PostOutcome outcome;
@@ -26,8 +42,12 @@ PostOutcome PostBody(const Endpoint& endpoint, const std::string& body) {
     return outcome;
   }
   outcome.status = response.statusCode;
-  outcome.delivered = response.statusCode == 200 || response.statusCode == 204;
-  if (!outcome.delivered) outcome.reason = "collector answered " + std::to_string(response.statusCode);
+  outcome.delivered = response.statusCode == 200 && Acknowledged(response.body);
+  outcome.refusedForGood = WillNeverChange(response.statusCode);
+  if (!outcome.delivered) {
+    outcome.reason = "collector answered " + std::to_string(response.statusCode);
+    if (response.statusCode == 200) outcome.reason += " without its acknowledgement";
+  }
   return outcome;
 }
 

@@ -18,5 +18,7 @@ Result SubmitEvents(const Settings& settings, const std::string& json, const Rep
 // -update_cache: moves the events of the "-bak" file into the live cache, each with the current
 // device id as "u", then removes the backup.
 Result UpdateCache(const Settings& settings, const Report& report);
+// Its work without the helper lock, for a caller that holds it already.
+Result RestampBackup(const Settings& settings, const Report& report);
 
 }  // namespace orin::helper

@@ -2,12 +2,20 @@
 
 namespace orin::helper {
 
-bool HelperLock::Acquire() {
+HelperLock::Outcome HelperLock::Acquire(std::uint32_t waitMs) {
   handle_ = platform::CreateNamedMutex(kHelperMutexName);
-  if (handle_ == nullptr) return false;
+  if (handle_ == nullptr) return Outcome::kFailed;
   // Abandoned means its last holder died: owned all the same, and its leftovers are ours.
-  owned_ = platform::WaitNamedMutex(handle_) != platform::WaitResult::kFailed;
-  return owned_;
+  switch (platform::WaitNamedMutexFor(handle_, waitMs)) {
+    case platform::WaitResult::kAcquired:
+    case platform::WaitResult::kAbandoned:
+      owned_ = true;
+      return Outcome::kOwned;
+    case platform::WaitResult::kTimedOut:
+      return Outcome::kBusy;
+    default:
+      return Outcome::kFailed;
+  }
 }
 
 HelperLock::~HelperLock() {

@@ -1,4 +1,5 @@
 #pragma once
+#include <cstdint>
 #include <string>
 
 // What the helper needs from the files it shares with the module, read afresh on every run.
@@ -16,6 +17,9 @@ struct Settings {
   std::string address;         // [Analyze] "Address"; the module's built-in URL when absent
   std::string userConfigPath;  // [Analyze] "usercfg"
   bool experienceOn = true;    // [UserExperience] "ExperienceValue" of other.ini, 1 = on
+  // Time limits of this run (command-line options; the module never passes them).
+  std::uint32_t requestDeadlineMs = 120000;  // one collect request, redirects included
+  std::uint32_t lockWaitMs = 30000;          // for a running helper to finish
 };
 
 // Reads OrAnacfg.ini and other.ini beside the running executable, as the module's engine does.

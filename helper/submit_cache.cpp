@@ -14,6 +14,7 @@
 #include "helper/commands.h"
 #include "helper/helper_lock.h"
 #include "helper/inflight.h"
+#include "helper/quarantine.h"
 #include "platform/files.h"
 
 namespace orin::helper {
@@ -50,7 +51,7 @@ bool Take(CAnalyticsFile& file, std::int32_t size, Batch& out) {
 // refused batch the undelivered records are written back as the claimed file, byte for byte,
 // and handed to the live cache when that is still empty.
 Result DeliverClaimed(const InflightFiles& files, const Endpoint& endpoint, std::int32_t batch,
-                      const Report& report, Delivered& total) {
+                      std::uint32_t deadlineMs, const Report& report, Delivered& total) {
   CAnalyticsFile file;
   const std::int64_t size = FileSize(files.claimed);
   if (size < 0 || !file.LoadFile(files.claimed.c_str())) {
@@ -69,7 +70,8 @@ Result DeliverClaimed(const InflightFiles& files, const Endpoint& endpoint, std:
     std::future<PostOutcome> posting;
     if (current.events > 0) {
       try {
-        posting = std::async(std::launch::async, [&] { return PostBody(endpoint, current.body); });
+        posting = std::async(std::launch::async,
+                             [&] { return PostBody(endpoint, current.body, deadlineMs); });
       } catch (const std::system_error&) {
         // No thread to spare: the batch goes out below, after the next one is read.
       }
@@ -81,9 +83,11 @@ Result DeliverClaimed(const InflightFiles& files, const Endpoint& endpoint, std:
     if (posting.valid()) {
       outcome = posting.get();
     } else if (current.events > 0) {
-      outcome = PostBody(endpoint, current.body);
+      outcome = PostBody(endpoint, current.body, deadlineMs);
     }
-    if (!outcome.delivered) {
+    const bool setAside =
+        !outcome.delivered && SetAsideWhenRefusedForGood(files.cache, current.body, outcome, report);
+    if (!outcome.delivered && !setAside) {
       file.PutBack(current.count + (more ? next.count : 0));
       const std::string kept = std::to_string(file.recordCount() - file.readIndex());
       if (file.readIndex() > 0) {
@@ -102,7 +106,7 @@ Result DeliverClaimed(const InflightFiles& files, const Endpoint& endpoint, std:
                                              std::to_string(total.batches + 1) + "; " + kept +
                                              " records kept for the next run");
     }
-    if (current.events > 0) {
+    if (current.events > 0 && !setAside) {
       ++total.batches;
       total.events += current.events;
       report.Note("batch " + std::to_string(total.batches) + ": " +
@@ -138,7 +142,17 @@ Result SubmitCache(const Settings& settings, std::int32_t batch, const Report& r
     return Result::Fail(kBadUsage, "unusable collect address '" + settings.address + "'");
   }
   HelperLock lock;
-  if (!lock.Acquire()) return Result::Fail(kLocalFiles, "cannot take the helper lock");
+  const HelperLock::Outcome locked = lock.Acquire(settings.lockWaitMs);
+  if (locked == HelperLock::Outcome::kBusy) {
+    report.Note("another helper is delivering: the work is left to it");
+    return Result::Ok();
+  }
+  if (locked != HelperLock::Outcome::kOwned) {
+    return Result::Fail(kLocalFiles, "cannot take the helper lock");
+  }
+  // A backup the module moved aside goes out in this run too, under the current device id.
+  const Result restamped = RestampBackup(settings, report);
+  if (restamped.code != 0) report.Note(restamped.reason);
 
   const InflightFiles files(settings.cachePath);
   Delivered total;
@@ -150,9 +164,10 @@ Result SubmitCache(const Settings& settings, std::int32_t batch, const Report& r
     } else {
       break;
     }
-    const Result result = DeliverClaimed(files, endpoint, batch, report, total);
+    const Result result = DeliverClaimed(files, endpoint, batch, settings.requestDeadlineMs, report, total);
     if (result.code != 0) return result;
   }
+  ForgetRefusals(settings.cachePath);
   report.Note(std::to_string(total.events) + " events delivered in " +
               std::to_string(total.batches) + " batches");
   return Result::Ok();

@@ -6,6 +6,7 @@
 #include "common/json_text.h"
 #include "helper/collector_client.h"
 #include "helper/commands.h"
+#include "helper/quarantine.h"
 
 namespace orin::helper {
 
@@ -13,7 +14,13 @@ Result SubmitEvents(const Settings& settings, const std::string& json, const Rep
   Json::Value events;
   if (!ParseJsonText(json.data(), json.data() + json.size(), events) ||
       !(events.isArray() || events.isObject())) {
-    return Result::Fail(kBadUsage, "-submit needs a JSON array of events");
+    // Whatever the module meant to send is kept, not dropped.
+    if (!settings.experienceOn || settings.cachePath.empty() || json.empty() ||
+        !SetAsideText(settings.cachePath, json)) {
+      return Result::Fail(kBadUsage, "-submit needs a JSON array of events");
+    }
+    return Result::Fail(kNotDelivered, "-submit text is not a JSON array of events; kept in " +
+                                           QuarantinePath(settings.cachePath));
   }
   if (events.isObject()) {
     Json::Value one(Json::arrayValue);
@@ -31,7 +38,7 @@ Result SubmitEvents(const Settings& settings, const std::string& json, const Rep
   Endpoint endpoint;
   PostOutcome outcome;
   if (SplitAddress(settings.address, endpoint)) {
-    outcome = PostEvents(endpoint, events);
+    outcome = PostEvents(endpoint, events, settings.requestDeadlineMs);
   } else {
     outcome.reason = "unusable collect address '" + settings.address + "'";
   }

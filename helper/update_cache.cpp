@@ -16,10 +16,21 @@ namespace orin::helper {
 
 Result UpdateCache(const Settings& settings, const Report& report) {
   if (settings.cachePath.empty()) return Result::Fail(kBadUsage, "no cache path in OrAnacfg.ini");
+  HelperLock lock;
+  const HelperLock::Outcome locked = lock.Acquire(settings.lockWaitMs);
+  if (locked == HelperLock::Outcome::kBusy) {
+    report.Note("another helper is running: the work is left to it");
+    return Result::Ok();
+  }
+  if (locked != HelperLock::Outcome::kOwned) {
+    return Result::Fail(kLocalFiles, "cannot take the helper lock");
+  }
+  return RestampBackup(settings, report);
+}
+
+Result RestampBackup(const Settings& settings, const Report& report) {
   const std::string backup = settings.cachePath + "-bak";
   const std::string staging = settings.cachePath + ".update";
-  HelperLock lock;
-  if (!lock.Acquire()) return Result::Fail(kLocalFiles, "cannot take the helper lock");
   if (!FileExists(backup)) {
     report.Note("no " + backup + ": nothing to update");
     return Result::Ok();

@@ -20,6 +20,11 @@ struct HttpRequestInfo {
   bool useGet = false;  // "GET", else "POST"
   bool secure = false;  // TLS on 443, else plain on 80
   bool skipReply = false;
+  // The module's exchanges follow redirects as WinInet does; the helper counts only what the
+  // collector itself answered.
+  bool followRedirects = true;
+  // Overall limit for the whole exchange, redirects included; 0: only the per-wait limits.
+  std::uint32_t deadlineMs = 0;
 };
 
 struct HttpResponseInfo {

@@ -2,8 +2,10 @@
 #include <cstdint>
 
 // Cross-process named mutex, with the raw handle semantics the cache lock is written against.
-// Win32: kernel mutex objects. POSIX: flock on a lock file derived from the name, in
-// $ORIN_LOCK_DIR or /tmp, opened without following links; released by the kernel if the holder dies.
+// Win32: kernel mutex objects. POSIX: flock on a lock file derived from the name, in the shared
+// data folder the cache lives in (the common application-data folder + "/QuillBR"; $ORIN_LOCK_DIR
+// instead when set), opened without following links; released by the kernel if the holder dies.
+// Only those who may write the cache can create or lock a file there.
 // A handle is used by one thread at a time; distinct handles exclude each other across threads too.
 
 namespace orin::platform {
@@ -17,9 +19,11 @@ MutexHandle OpenNamedMutex(const wchar_t* name);
 // CreateMutexW-like (not initially owned): opens or creates; nullptr on failure.
 MutexHandle CreateNamedMutex(const wchar_t* name);
 
-enum class WaitResult { kAcquired, kAbandoned, kFailed };
+enum class WaitResult { kAcquired, kAbandoned, kFailed, kTimedOut };
 // Waits without time-out. kAbandoned still leaves the mutex owned, as on Windows.
 WaitResult WaitNamedMutex(MutexHandle handle);
+// The same, giving up after timeoutMs (kTimedOut, not owned).
+WaitResult WaitNamedMutexFor(MutexHandle handle, std::uint32_t timeoutMs);
 // Both tolerate nullptr and InvalidMutexHandle() (they just fail).
 bool ReleaseNamedMutex(MutexHandle handle);
 bool CloseNamedMutex(MutexHandle handle);

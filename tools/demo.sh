@@ -34,7 +34,7 @@ db=$sandbox/collector/events.db
 road() {
   ip link set lo up 2>/dev/null || true
   rm -f "$sandbox/collector/ready"
-  "$collector" serve --quiet --bind 0.0.0.0 --db "$db" --cert "$sandbox/collector/cert.pem" \
+  "$collector" serve --quiet --test-routes --bind 0.0.0.0 --db "$db" --cert "$sandbox/collector/cert.pem" \
     --key "$sandbox/collector/key.pem" --ready "$sandbox/collector/ready" \
     2>"$sandbox/collector/serve.log" &
   local collector_pid=$!

@@ -9,6 +9,7 @@
 
 #include <strings.h>
 
+#include <chrono>
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
@@ -245,7 +246,7 @@ struct HopResult {
 // False when an option the exchange depends on was refused (an old or differently built
 // libcurl); the request is then not sent at all.
 bool Configure(CURL* c, const Hop& hop, const HttpRequestInfo& request, curl_slist* headers,
-               Exchange& x) {
+               long timeoutMs, Exchange& x) {
   bool ok = true;
   const auto set = [&ok](CURLcode code) { ok = ok && code == CURLE_OK; };
   set(curl_easy_setopt(c, CURLOPT_URL, hop.url.c_str()));
@@ -257,6 +258,7 @@ bool Configure(CURL* c, const Hop& hop, const HttpRequestInfo& request, curl_sli
   set(curl_easy_setopt(c, CURLOPT_CONNECTTIMEOUT_MS, kConnectTimeoutMs));
   set(curl_easy_setopt(c, CURLOPT_LOW_SPEED_LIMIT, 1L));
   set(curl_easy_setopt(c, CURLOPT_LOW_SPEED_TIME, kStallSeconds));
+  if (timeoutMs > 0) set(curl_easy_setopt(c, CURLOPT_TIMEOUT_MS, timeoutMs));
   set(curl_easy_setopt(c, CURLOPT_FORBID_REUSE, 1L));
   set(curl_easy_setopt(c, CURLOPT_FRESH_CONNECT, 1L));
   // Redirects are followed here, hop by hop, by WinInet's rules.
@@ -292,7 +294,8 @@ bool Configure(CURL* c, const Hop& hop, const HttpRequestInfo& request, curl_sli
 }
 
 // False when the hop could not even be set up.
-bool RunHop(const Hop& hop, const HttpRequestInfo& request, std::string& body, HopResult& out) {
+bool RunHop(const Hop& hop, const HttpRequestInfo& request, long timeoutMs, std::string& body,
+            HopResult& out) {
   Easy easy(curl_easy_init());
   HeaderList headers = MakeHeaderList(hop.first ? request.headers : std::string());
   if (!easy || !headers) return false;
@@ -300,7 +303,7 @@ bool RunHop(const Hop& hop, const HttpRequestInfo& request, std::string& body, H
   x.skipReply = request.skipReply;
   x.body = &body;
   body.clear();
-  if (!Configure(easy.get(), hop, request, headers.get(), x)) return false;
+  if (!Configure(easy.get(), hop, request, headers.get(), timeoutMs, x)) return false;
   out.code = Perform(easy.get());
   out.headersDone = x.headersDone;
   long status = 0;
@@ -334,8 +337,21 @@ bool PostRequest(HttpResponseInfo& response, const HttpRequestInfo& request, Err
   Hop hop{std::string(request.secure ? "https://" : "http://") + request.host + "/", request.path,
           request.useGet ? "GET" : "POST", true};
   HopResult result;
+  const auto deadline =
+      std::chrono::steady_clock::now() + std::chrono::milliseconds(request.deadlineMs);
   for (int redirects = 0;; ++redirects) {
-    if (!RunHop(hop, request, response.body, result)) {
+    // Each hop gets what is left of the exchange's deadline.
+    long timeoutMs = 0;
+    if (request.deadlineMs != 0) {
+      timeoutMs = static_cast<long>(std::chrono::duration_cast<std::chrono::milliseconds>(
+                                        deadline - std::chrono::steady_clock::now())
+                                        .count());
+      if (timeoutMs <= 0) {
+        response.body.clear();
+        return sendFailed(kTimeout);
+      }
+    }
+    if (!RunHop(hop, request, timeoutMs, response.body, result)) {
       // Nothing was sent; as when WinInet cannot make its handles.
       response.body.clear();
       return false;
@@ -346,6 +362,7 @@ bool PostRequest(HttpResponseInfo& response, const HttpRequestInfo& request, Err
       response.body.clear();
       return sendFailed(ErrorNumber(result.code));
     }
+    if (!request.followRedirects) break;
     const RedirectStep step =
         NextHop(hop.Base(), hop.verb, result.status, result.location, redirects);
     if (step.kind == RedirectStep::kNone) break;

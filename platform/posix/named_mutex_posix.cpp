@@ -1,5 +1,7 @@
 #include "platform/named_mutex.h"
 
+#include "platform/host_paths.h"
+
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -8,6 +10,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -38,9 +41,18 @@ struct Handle {
 
 // One file per distinct name: other characters are spelled as "_" and their code in hex, so
 // "GLOBAL/..." and "GLOBAL\\..." (or "GLOBAL_...") never share a lock.
-std::string LockPath(const wchar_t* name) {
+// The cache's own folder, not a world-writable one: whoever could create or lock the file there
+// could stall the host's appends or, by making it first, leave them unlocked.
+std::string LockFolder() {
   const char* dir = std::getenv("ORIN_LOCK_DIR");
-  std::string path = (dir != nullptr && *dir != '\0') ? dir : "/tmp";
+  if (dir != nullptr && *dir != '\0') return dir;
+  char appData[4096] = {};
+  if (!CommonAppDataFolder(appData, sizeof appData)) return std::string();
+  return std::string(appData) + "/QuillBR";
+}
+
+std::string LockPath(const wchar_t* name) {
+  std::string path = LockFolder();
   path += "/orinpoint-";
   for (const wchar_t* p = name; *p != L'\0'; ++p) {
     const wchar_t c = *p;
@@ -129,20 +141,52 @@ MutexHandle CreateOwnedNamedMutex(const wchar_t* name) {
   return handle;
 }
 
-WaitResult WaitNamedMutex(MutexHandle handle) {
+namespace {
+
+// flock has no time-out: a bounded wait polls, a short sleep between tries.
+constexpr std::uint32_t kForever = 0xFFFFFFFFu;
+constexpr int kPollMs = 20;
+
+bool LockThreads(LockFile& file, std::uint32_t timeoutMs) {
+  if (timeoutMs == kForever) {
+    file.threads.lock();
+    return true;
+  }
+  const auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+  while (!file.threads.try_lock()) {
+    if (std::chrono::steady_clock::now() >= until) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(kPollMs));
+  }
+  return true;
+}
+
+// 0, or the errno that ended the wait (EWOULDBLOCK: time is up).
+int LockFd(int fd, std::uint32_t timeoutMs) {
+  const auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+  const int mode = timeoutMs == kForever ? LOCK_EX : LOCK_EX | LOCK_NB;
+  for (;;) {
+    if (::flock(fd, mode) == 0) return 0;
+    if (errno == EINTR) continue;
+    if (errno != EWOULDBLOCK || std::chrono::steady_clock::now() >= until) return errno;
+    std::this_thread::sleep_for(std::chrono::milliseconds(kPollMs));
+  }
+}
+
+}  // namespace
+
+WaitResult WaitNamedMutex(MutexHandle handle) { return WaitNamedMutexFor(handle, kForever); }
+
+WaitResult WaitNamedMutexFor(MutexHandle handle, std::uint32_t timeoutMs) {
   Handle* h = Get(handle);
   if (h == nullptr) return WaitResult::kFailed;
   LockFile& file = *h->file;
-  file.threads.lock();
+  if (!LockThreads(file, timeoutMs)) return WaitResult::kTimedOut;
   if (file.depth == 0) {
     ReopenIfUnlinked(file);
-    int rc;
-    do {
-      rc = ::flock(file.fd, LOCK_EX);
-    } while (rc != 0 && errno == EINTR);
+    const int rc = LockFd(file.fd, timeoutMs);
     if (rc != 0) {
       file.threads.unlock();
-      return WaitResult::kFailed;
+      return rc == EWOULDBLOCK ? WaitResult::kTimedOut : WaitResult::kFailed;
     }
   }
   ++file.depth;

@@ -1,5 +1,7 @@
 #include "platform/process.h"
+#include "platform/raw_command_line.h"
 
+#include <cstring>
 #include <cerrno>
 #include <mutex>
 #include <new>
@@ -87,8 +89,18 @@ ProcessHandle StartProcess(const std::string& commandLine) {
 #if defined(__GLIBC__) && (__GLIBC__ > 2 || (__GLIBC__ == 2 && __GLIBC_MINOR__ >= 34))
   ::posix_spawn_file_actions_addclosefrom_np(&actions, 3);
 #endif
+  // The child also gets the line itself, as a Windows child can read it back whole.
+  std::string rawEntry = std::string(kRawCommandLineVariable) + "=" + commandLine;
+  std::vector<char*> envp;
+  const std::size_t nameLength = std::strlen(kRawCommandLineVariable);
+  for (char** e = environ; *e != nullptr; ++e) {
+    if (std::strncmp(*e, kRawCommandLineVariable, nameLength) == 0 && (*e)[nameLength] == '=') continue;
+    envp.push_back(*e);
+  }
+  envp.push_back(&rawEntry[0]);
+  envp.push_back(nullptr);
   pid_t pid = 0;
-  const int rc = ::posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ);
+  const int rc = ::posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), envp.data());
   ::posix_spawn_file_actions_destroy(&actions);
   if (rc != 0) return nullptr;
   auto* process = new (std::nothrow) PosixProcess{pid};

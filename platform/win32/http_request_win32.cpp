@@ -1,7 +1,11 @@
 // PostRequest over WinInet. The steps, flags and close order are those the module has always
 // used; servers and the helper were built around them.
 #include <algorithm>
+#include <chrono>
+#include <condition_variable>
 #include <cstdio>
+#include <mutex>
+#include <thread>
 #include <vector>
 
 #include <windows.h>
@@ -32,6 +36,54 @@ struct Handles {
   }
 };
 
+// Ends the exchange when its deadline passes: WinInet's own limits are per wait, so a server that
+// trickles a byte at a time would hold a blocking call for ever. Closing the request handle is how
+// a blocked call is cancelled; the handle is then not closed a second time.
+class Deadline {
+ public:
+  Deadline(std::uint32_t ms, HINTERNET& request)
+      : request_(request),
+        end_(std::chrono::steady_clock::now() + std::chrono::milliseconds(ms)),
+        limited_(ms != 0) {
+    if (ms == 0 || request == nullptr) return;
+    watcher_ = std::thread([this, ms] {
+      std::unique_lock<std::mutex> guard(lock_);
+      if (!ended_.wait_for(guard, std::chrono::milliseconds(ms), [this] { return done_; })) {
+        fired_ = true;
+        InternetCloseHandle(request_);
+      }
+    });
+  }
+  // Between reads: a blocked read is not always cut short by the close (Wine's is not), but a
+  // reply trickled a byte at a time returns from each read.
+  bool Passed() {
+    if (limited_ && std::chrono::steady_clock::now() >= end_) expired_ = true;
+    return expired_;
+  }
+  // True when the deadline cut the exchange short.
+  bool Stop() {
+    {
+      std::lock_guard<std::mutex> guard(lock_);
+      done_ = true;
+    }
+    ended_.notify_all();
+    if (watcher_.joinable()) watcher_.join();
+    if (fired_) request_ = nullptr;
+    return fired_ || expired_;
+  }
+  ~Deadline() { Stop(); }
+
+ private:
+  HINTERNET& request_;
+  const std::chrono::steady_clock::time_point end_;
+  const bool limited_;
+  bool expired_ = false;
+  std::mutex lock_;
+  std::condition_variable ended_;
+  bool done_ = false, fired_ = false;
+  std::thread watcher_;
+};
+
 }  // namespace
 
 // WinInet needs no set-up of its own before the host's exit handlers.
@@ -55,6 +107,14 @@ bool PostRequest(HttpResponseInfo& response, const HttpRequestInfo& request, Err
   HINTERNET& connection = handles.connection;
   HINTERNET& handle = handles.request;
   session = InternetOpenA(kUserAgent.c_str(), INTERNET_OPEN_TYPE_PRECONFIG, nullptr, nullptr, 0);
+  if (session != nullptr && request.deadlineMs != 0) {
+    // No single wait may outlast the whole exchange.
+    DWORD limit = request.deadlineMs;
+    for (DWORD option : {INTERNET_OPTION_CONNECT_TIMEOUT, INTERNET_OPTION_SEND_TIMEOUT,
+                         INTERNET_OPTION_RECEIVE_TIMEOUT}) {
+      InternetSetOptionW(session, option, &limit, sizeof limit);
+    }
+  }
   if (session != nullptr) {
     const INTERNET_PORT port =
         request.secure ? INTERNET_DEFAULT_HTTPS_PORT : INTERNET_DEFAULT_HTTP_PORT;
@@ -65,9 +125,11 @@ bool PostRequest(HttpResponseInfo& response, const HttpRequestInfo& request, Err
     // A certificate for another host name must still fail, so CN_INVALID is never ignored.
     DWORD flags = INTERNET_FLAG_RELOAD;
     if (request.secure) flags |= INTERNET_FLAG_SECURE | INTERNET_FLAG_IGNORE_CERT_DATE_INVALID;
+    if (!request.followRedirects) flags |= INTERNET_FLAG_NO_AUTO_REDIRECT;
     handle = HttpOpenRequestA(connection, request.useGet ? "GET" : "POST", OrNull(request.path),
                               "HTTP/1.1", nullptr, nullptr, flags, 0);
   }
+  Deadline deadline(request.deadlineMs, handle);
   if (handle != nullptr) {
     DWORD security = SECURITY_FLAG_IGNORE_UNKNOWN_CA | SECURITY_FLAG_IGNORE_REVOCATION;
     if (!InternetSetOptionW(handle, INTERNET_OPTION_SECURITY_FLAGS, &security, sizeof security)) {
@@ -101,13 +163,28 @@ bool PostRequest(HttpResponseInfo& response, const HttpRequestInfo& request, Err
         // Only so much is kept; the rest is left unread and goes with the handles.
         std::vector<char> buffer(kReadChunk, 0);
         DWORD read = 0;
-        while (response.body.size() < kReplyBodyLimit &&
-               InternetReadFile(handle, buffer.data(), kReadChunk, &read) && read != 0) {
+        // Under a deadline only what has arrived is asked for, so no read waits for a full chunk.
+        const auto want = [&]() -> DWORD {
+          if (request.deadlineMs == 0) return kReadChunk;
+          DWORD available = 0;
+          if (!InternetQueryDataAvailable(handle, &available, 0, 0)) return 0;
+          return std::min(available, kReadChunk);
+        };
+        DWORD size = 0;
+        while (response.body.size() < kReplyBodyLimit && !deadline.Passed() &&
+               (size = want()) != 0 && InternetReadFile(handle, buffer.data(), size, &read) &&
+               read != 0) {
           response.body.append(buffer.data(),
                                std::min<std::size_t>(read, kReplyBodyLimit - response.body.size()));
         }
       }
     }
+  }
+  if (deadline.Stop()) {
+    response = HttpResponseInfo{};
+    error.code = ERROR_INTERNET_TIMEOUT;
+    error.message = kSendFailedMessage;
+    failed = true;
   }
   return !failed;
 }

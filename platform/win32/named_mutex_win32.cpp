@@ -14,14 +14,17 @@ MutexHandle OpenNamedMutex(const wchar_t* name) {
 MutexHandle CreateNamedMutex(const wchar_t* name) { return CreateMutexW(nullptr, FALSE, name); }
 MutexHandle CreateOwnedNamedMutex(const wchar_t* name) { return CreateMutexW(nullptr, TRUE, name); }
 
-WaitResult WaitNamedMutex(MutexHandle handle) {
+WaitResult WaitNamedMutexFor(MutexHandle handle, std::uint32_t timeoutMs) {
   if (!Usable(handle)) return WaitResult::kFailed;
-  switch (WaitForSingleObject(handle, INFINITE)) {
+  switch (WaitForSingleObject(handle, timeoutMs)) {
     case WAIT_OBJECT_0: return WaitResult::kAcquired;
     case WAIT_ABANDONED: return WaitResult::kAbandoned;
+    case WAIT_TIMEOUT: return WaitResult::kTimedOut;
     default: return WaitResult::kFailed;
   }
 }
+
+WaitResult WaitNamedMutex(MutexHandle handle) { return WaitNamedMutexFor(handle, INFINITE); }
 
 // The invalid value is also the current-process pseudo handle; never hand it to the kernel.
 bool ReleaseNamedMutex(MutexHandle handle) { return Usable(handle) && ReleaseMutex(handle) != 0; }

@@ -1,5 +1,7 @@
 // orinhlp's other commands and its refusals: -update_cache, -submit, the user-experience
 // switch, and command lines or settings it cannot use.
+#include <cstring>
+
 #include "helper_fixture.h"
 
 namespace orin::testing {
@@ -37,6 +39,21 @@ TEST_F(CommandsTest, UpdateCacheGivesTheBackupTheCurrentDeviceIdAndAppendsItToTh
   const std::string before = ReadBytes(cache_);
   EXPECT_EQ(Run("-update_cache"), 0);
   EXPECT_EQ(ReadBytes(cache_), before);
+
+  // -submit_cache does the same with a backup that waits, and delivers it with the live cache.
+  platform::RemoveFile(cache_.c_str());
+  Fill(backup, 300);
+  Fill(cache_, 10, 7);
+  ASSERT_EQ(Run("-submit_cache"), 0);
+  EXPECT_FALSE(Exists(backup));
+  EXPECT_FALSE(Exists(cache_));
+  const Json::Value delivered = Collector::Events();
+  ASSERT_EQ(delivered.size(), 310u);
+  for (int i = 0; i < 300; ++i) {
+    Json::Value expected = Event(1001, i);
+    expected["u"] = kNewId;
+    ASSERT_EQ(delivered[10 + i], expected) << i;
+  }
 }
 
 TEST_F(CommandsTest, UpdateCacheWithoutADeviceIdKeepsTheBackupAndTheCacheAsTheyWere) {
@@ -64,6 +81,7 @@ std::string SubmitArgs(const Json::Value& events) {
   return "-submit \"" + escaped + "\"";
 }
 
+// Values the module's escaping and the C runtime's argument rules cannot carry through argv.
 TEST_F(CommandsTest, SubmitPostsTheArrayAndCachesItWhenTheCollectorRefuses) {
   struct Case {
     const char* name;
@@ -71,17 +89,26 @@ TEST_F(CommandsTest, SubmitPostsTheArrayAndCachesItWhenTheCollectorRefuses) {
     const char* address;
     int exitCode;
     bool cached;
+    const char* value;
   } cases[] = {
-      {"delivered", "{}", "https://127.0.0.1/api/v2/soft/collect", 0, false},
-      {"refused", "{\"fail\":{\"1\":500}}", "https://127.0.0.1/api/v2/soft/collect", 1, true},
-      {"nobody listening", "{}", "https://127.0.0.3/api/v2/soft/collect", 1, true},
-      {"unusable address", "{}", "collect.example", 1, true},
+      {"delivered", "{}", "https://127.0.0.1/api/v2/soft/collect", 0, false, "plain"},
+      {"delivered, a path ending in a backslash", "{}", "https://127.0.0.1/api/v2/soft/collect", 0,
+       false, "D:\\Backups\\"},
+      {"delivered, a quoted word", "{}", "https://127.0.0.1/api/v2/soft/collect", 0, false,
+       "say \"hi\""},
+      {"delivered, an option in quotes", "{}", "https://127.0.0.1/api/v2/soft/collect", 0, false,
+       "\" --batch 5 \""},
+      {"refused", "{\"fail\":{\"1\":500}}", "https://127.0.0.1/api/v2/soft/collect", 1, true,
+       "D:\\Backups\\"},
+      {"nobody listening", "{}", "https://127.0.0.3/api/v2/soft/collect", 1, true, "plain"},
+      {"unusable address", "{}", "collect.example", 1, true, "say \"hi\""},
   };
-  Json::Value events(Json::arrayValue);
-  events.append(Event(1001, 1));
-  events.append(Event(1001, 2));
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
+    Json::Value events(Json::arrayValue);
+    events.append(Event(1001, 1));
+    events.append(Event(1001, 2));
+    events[1]["p"]["path"] = c.value;
     Collector::Stage(c.stage);
     platform::RemoveFile(cache_.c_str());
     WriteIni("Analyze", "Address", c.address);
@@ -120,31 +147,45 @@ TEST_F(CommandsTest, WithTheUserExperienceSwitchedOffNothingIsSentOrChanged) {
   EXPECT_EQ(Collector::Events().size(), 100u);
 }
 
+// A -submit text that is no JSON array is not lost either: it waits in the quarantine file, as
+// one record holding the text, for support staff.
 TEST_F(CommandsTest, UnusableCommandLinesAndSettingsAreRefusedWithoutTouchingTheCache) {
   Fill(cache_, 5);
   const std::string before = ReadBytes(cache_);
+  const std::string quarantine = cache_ + ".quarantine";
   struct Case {
     const char* name;
     std::string args;
     const char* address;
+    const char* keptText;  // set aside instead of refused
   } cases[] = {
-      {"no command", "", "https://127.0.0.1/api/v2/soft/collect"},
-      {"unknown switch", "-upload", "https://127.0.0.1/api/v2/soft/collect"},
-      {"two commands", "-submit_cache -update_cache", "https://127.0.0.1/api/v2/soft/collect"},
-      {"batch of zero", "-submit_cache --batch 0", "https://127.0.0.1/api/v2/soft/collect"},
-      {"batch not a number", "-submit_cache --batch ten", "https://127.0.0.1/api/v2/soft/collect"},
-      {"submit without JSON", "-submit", "https://127.0.0.1/api/v2/soft/collect"},
-      {"submit of a non-array", "-submit \"42\"", "https://127.0.0.1/api/v2/soft/collect"},
-      {"submit of broken JSON", "-submit \"[{\\\"l\\\":\"", "https://127.0.0.1/api/v2/soft/collect"},
-      {"address without scheme", "-submit_cache", "127.0.0.1/api/v2/soft/collect"},
-      {"address without path", "-submit_cache", "https://127.0.0.1"},
+      {"no command", "", "https://127.0.0.1/api/v2/soft/collect", nullptr},
+      {"unknown switch", "-upload", "https://127.0.0.1/api/v2/soft/collect", nullptr},
+      {"two commands", "-submit_cache -update_cache", "https://127.0.0.1/api/v2/soft/collect", nullptr},
+      {"batch of zero", "-submit_cache --batch 0", "https://127.0.0.1/api/v2/soft/collect", nullptr},
+      {"batch not a number", "-submit_cache --batch ten", "https://127.0.0.1/api/v2/soft/collect", nullptr},
+      {"submit without JSON", "-submit", "https://127.0.0.1/api/v2/soft/collect", nullptr},
+      {"submit of a non-array", "-submit \"42\"", "https://127.0.0.1/api/v2/soft/collect", "42"},
+      {"submit of broken JSON", "-submit \"[{\\\"l\\\":\"", "https://127.0.0.1/api/v2/soft/collect",
+       "[{\"l\":"},
+      {"address without scheme", "-submit_cache", "127.0.0.1/api/v2/soft/collect", nullptr},
+      {"address without path", "-submit_cache", "https://127.0.0.1", nullptr},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
+    platform::RemoveFile(quarantine.c_str());
     WriteIni("Analyze", "Address", c.address);
-    EXPECT_EQ(Run(c.args), 2);
+    EXPECT_EQ(Run(c.args), c.keptText != nullptr ? 1 : 2);
     EXPECT_EQ(ReadBytes(cache_), before);
     EXPECT_EQ(Collector::Requests().size(), 0u);
+    const std::string aside = ReadBytes(quarantine);
+    if (c.keptText == nullptr) {
+      EXPECT_TRUE(aside.empty());
+    } else {
+      const std::size_t record = record::kHeaderSize + std::strlen(c.keptText);
+      ASSERT_EQ(aside.size(), record);
+      EXPECT_EQ(static_cast<std::size_t>(record::ReadLength(aside.data())), record);
+    }
   }
 }
 

@@ -74,6 +74,11 @@ class HelperTest : public ::testing::Test {
       GTEST_SKIP() << "run through ctest (tests/net/with-servers and the collector)";
     }
     Collector::Stage();
+    // The shared data folder, where the POSIX lock files live.
+    if (const char* appData = std::getenv("ORIN_COMMON_APPDATA")) {
+      platform::CreateDir(appData);
+      platform::CreateDir((appData + Sep() + "QuillBR").c_str());
+    }
     host_ = dir_.File("host");
     platform::CreateDir(host_.c_str());
     const std::string built = ProgramFolder() + ".." + Sep() + ".." + Sep() + "helper" + Sep() + "orinhlp.exe";

@@ -6,9 +6,12 @@
 //                                ?offset=K&limit=L pages through them
 //   GET /collector/requests      the collect requests: number, status answered, events stored
 //   GET /collector/exchanges     the device-id and virtual-id requests and the answers
-//   POST /collector/stage        {"fail":{"N":status},"delay":{"N":ms}}: forgets everything
-//                                received and stages these for the collect requests to come
+//   POST /collector/stage        {"fail":{"N":status},"delay":{"N":ms},"trickle":{"N":ms}}:
+//                                forgets everything received and stages these for the collect
+//                                requests to come (a staged 3xx points to /collector/portal, which
+//                                answers {"code":0} to anything, as a captive portal might)
 //   POST /collector/release      ends every delay now
+// The last three only with serve --test-routes, and only for a loopback Host.
 #include "collect_server.h"
 
 #include <cstdlib>
@@ -54,11 +57,17 @@ struct Collector {
   void Collect(const httplib::Request& req, httplib::Response& res) {
     int failStatus = 0;
     std::int64_t delayMs = 0;
-    const std::int64_t number = requests.Arrive(failStatus, delayMs);
+    std::int64_t trickleMs = 0;
+    const std::int64_t number = requests.Arrive(failStatus, delayMs, trickleMs);
     requests.Delay(delayMs);
     if (failStatus != 0) {
       res.status = failStatus;
+      if (failStatus >= 300 && failStatus < 400) res.set_header("Location", "/collector/portal");
       requests.Answered(number, failStatus, 0);
+      return;
+    }
+    if (trickleMs > 0) {
+      Trickle(number, trickleMs, res);
       return;
     }
     Json::Value body;
@@ -91,6 +100,26 @@ struct Collector {
     requests.Answered(number, 200, static_cast<std::int64_t>(events.size()));
   }
 
+  // A 200 whose body comes a byte at a time, never the acknowledgement, storing nothing: a
+  // client with only per-wait limits waits as long as it lasts. Logged 499 when the client hangs
+  // up first, 200 when it stayed to the end.
+  void Trickle(std::int64_t number, std::int64_t ms, httplib::Response& res) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
+    res.status = 200;
+    res.set_chunked_content_provider(
+        "application/json", [this, number, end](std::size_t, httplib::DataSink& sink) {
+          if (std::chrono::steady_clock::now() < end && !requests.Delay(200)) {
+            if (sink.is_writable() && sink.write(" ", 1)) return true;
+            requests.Answered(number, 499, 0);
+            return false;
+          }
+          requests.Answered(number, 200, 0);
+          sink.write("{\"code\":503}", 12);
+          sink.done();
+          return true;
+        });
+  }
+
   void Identity(const httplib::Request& req, httplib::Response& res, const std::string& reply) {
     store.StoreExchange(req.path, req.method, req.body, reply, Now());
     res.status = 200;
@@ -116,8 +145,31 @@ struct Collector {
     res.status = 200;
   }
 
+  static bool LoopbackHost(const httplib::Request& req) {
+    std::string host = req.get_header_value("Host");
+    if (!host.empty() && host[0] == '[') {
+      host = host.substr(0, host.find(']') + 1);
+    } else {
+      host = host.substr(0, host.find(':'));
+    }
+    return host == "localhost" || host == "[::1]" || host.rfind("127.", 0) == 0;
+  }
+
+  // Test routes answer only a request addressed to this machine by name: a page elsewhere that
+  // makes a browser post here names its own host.
+  template <typename Handler>
+  static auto LoopbackOnly(Handler handler) {
+    return [handler](const httplib::Request& q, httplib::Response& r) {
+      if (!LoopbackHost(q)) {
+        r.status = 403;
+        return;
+      }
+      handler(q, r);
+    };
+  }
+
   template <typename Server>
-  void Route(Server& server) {
+  void Route(Server& server, bool testRoutes) {
     server.Post("/api/v2/soft/collect",
                 [this](const httplib::Request& q, httplib::Response& r) { Collect(q, r); });
     server.Post("/api/tracking/devid", [this](const httplib::Request& q, httplib::Response& r) {
@@ -146,12 +198,20 @@ struct Collector {
       w["indentation"] = "";
       r.set_content(Json::writeString(w, requests.ToJson()), "application/json");
     });
-    server.Post("/collector/stage",
-                [this](const httplib::Request& q, httplib::Response& r) { Stage(q, r); });
-    server.Post("/collector/release", [this](const httplib::Request&, httplib::Response& r) {
-      requests.Release();
-      r.status = 200;
-    });
+    if (testRoutes) {
+      server.Post("/collector/stage", LoopbackOnly([this](const httplib::Request& q,
+                                                          httplib::Response& r) { Stage(q, r); }));
+      server.Post("/collector/release",
+                  LoopbackOnly([this](const httplib::Request&, httplib::Response& r) {
+                    requests.Release();
+                    r.status = 200;
+                  }));
+      const auto portal = LoopbackOnly([](const httplib::Request&, httplib::Response& r) {
+        r.set_content("{\"code\":0}", "application/json");
+      });
+      server.Get("/collector/portal", portal);
+      server.Post("/collector/portal", portal);
+    }
     // Many short connections from one client: no keep-alive to hold threads.
     server.set_keep_alive_max_count(1);
     server.set_payload_max_length(64 * 1024 * 1024);
@@ -179,9 +239,9 @@ int Serve(const ServeOptions& options) {
                    options.cert.c_str(), options.key.c_str());
       return 1;
     }
-    collector.Route(*secure);
+    collector.Route(*secure, options.testRoutes);
   }
-  collector.Route(plain);
+  collector.Route(plain, options.testRoutes);
   if (options.httpPort != 0 && !plain.bind_to_port(options.bind.c_str(), options.httpPort)) {
     std::fprintf(stderr, "orincollect: cannot listen on %s:%d\n", options.bind.c_str(), options.httpPort);
     return 1;

@@ -15,6 +15,9 @@ struct ServeOptions {
   std::string readyFile;  // written once every port listens
   Stage stage;
   bool quiet = false;
+  // /collector/stage and /collector/release (and the portal a staged redirect points to) are
+  // answered only when asked for, and only to requests addressed to the loopback host.
+  bool testRoutes = false;
 };
 
 // Serves until killed; returns an exit code when it cannot start.

@@ -91,7 +91,12 @@ bool EventStore::StoreBatch(const std::vector<Json::Value>& events, std::int64_t
     Exec("ROLLBACK");
     return false;
   }
-  return Exec("COMMIT");
+  if (Exec("COMMIT")) return true;
+  // A transaction left open would make every later batch fail too.
+  const std::string why = error_;
+  Exec("ROLLBACK");
+  error_ = why;
+  return false;
 }
 
 bool EventStore::StoreExchange(const std::string& path, const std::string& method,

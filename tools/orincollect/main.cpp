@@ -1,5 +1,6 @@
 // orincollect: a loopback collection server for the helper, its tests and the demo.
 //   orincollect serve --db FILE [--cert PEM --key PEM] [--fail N:STATUS]... [--delay N:MS]...
+//                     [--test-routes]
 //   orincollect report FILE
 #include <iostream>
 #include <string>
@@ -27,6 +28,8 @@ int main(int argc, char** argv) {
   serveCmd->add_option("--fail", fails, "N:STATUS - answer the Nth collect request with STATUS, storing nothing");
   serveCmd->add_option("--delay", delays, "N:MS - hold the Nth collect request MS milliseconds");
   serveCmd->add_flag("--quiet", serve.quiet, "no start-up line");
+  serveCmd->add_flag("--test-routes", serve.testRoutes,
+                     "answer /collector/stage and /collector/release (loopback Host only)");
 
   std::string db;
   auto* reportCmd = app.add_subcommand("report", "Events per point, per day, per product version and per edition");

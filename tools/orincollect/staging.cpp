@@ -18,7 +18,7 @@ bool ParseStagePair(const std::string& text, std::int64_t& n, std::int64_t& valu
 
 bool ParseStage(const Json::Value& json, Stage& stage) {
   if (!json.isObject()) return false;
-  for (const char* part : {"fail", "delay"}) {
+  for (const std::string part : {"fail", "delay", "trickle"}) {
     const Json::Value& map = json[part];
     if (map.isNull()) continue;
     if (!map.isObject()) return false;
@@ -27,10 +27,12 @@ bool ParseStage(const Json::Value& json, Stage& stage) {
       if (!map[key].isIntegral() || !ParseStagePair(key + ":" + std::to_string(map[key].asInt64()), n, value)) {
         return false;
       }
-      if (part[0] == 'f') {
+      if (part == "fail") {
         stage.fail[n] = static_cast<int>(value);
-      } else {
+      } else if (part == "delay") {
         stage.delayMs[n] = value;
+      } else {
+        stage.trickleMs[n] = value;
       }
     }
   }
@@ -43,7 +45,7 @@ void RequestLog::Reset(const Stage& stage) {
   entries_.clear();
 }
 
-std::int64_t RequestLog::Arrive(int& failStatus, std::int64_t& delayMs) {
+std::int64_t RequestLog::Arrive(int& failStatus, std::int64_t& delayMs, std::int64_t& trickleMs) {
   std::lock_guard<std::mutex> guard(lock_);
   Entry e;
   e.number = static_cast<std::int64_t>(entries_.size()) + 1;
@@ -52,14 +54,17 @@ std::int64_t RequestLog::Arrive(int& failStatus, std::int64_t& delayMs) {
   failStatus = f != stage_.fail.end() ? f->second : 0;
   const auto d = stage_.delayMs.find(e.number);
   delayMs = d != stage_.delayMs.end() ? d->second : 0;
+  const auto t = stage_.trickleMs.find(e.number);
+  trickleMs = t != stage_.trickleMs.end() ? t->second : 0;
   return e.number;
 }
 
-void RequestLog::Delay(std::int64_t delayMs) {
-  if (delayMs <= 0) return;
+bool RequestLog::Delay(std::int64_t delayMs) {
+  if (delayMs <= 0) return false;
   std::unique_lock<std::mutex> guard(lock_);
   const std::uint64_t seen = releases_;
-  released_.wait_for(guard, std::chrono::milliseconds(delayMs), [&] { return releases_ != seen; });
+  return released_.wait_for(guard, std::chrono::milliseconds(delayMs),
+                            [&] { return releases_ != seen; });
 }
 
 void RequestLog::Release() {

@@ -15,11 +15,13 @@ namespace orincollect {
 struct Stage {
   std::map<std::int64_t, int> fail;             // request number -> status
   std::map<std::int64_t, std::int64_t> delayMs;  // request number -> milliseconds
+  // request number -> milliseconds of an answer trickled a byte at a time, storing nothing
+  std::map<std::int64_t, std::int64_t> trickleMs;
 };
 
 // "N:VALUE" (both positive integers); false when the text is not of that form.
 bool ParseStagePair(const std::string& text, std::int64_t& n, std::int64_t& value);
-// {"fail": {"3": 500}, "delay": {"2": 60000}}; false on anything else.
+// {"fail": {"3": 500}, "delay": {"2": 60000}, "trickle": {"1": 60000}}; false on anything else.
 bool ParseStage(const Json::Value& json, Stage& stage);
 
 // The collect requests seen so far and what became of each.
@@ -33,9 +35,10 @@ class RequestLog {
 
   void Reset(const Stage& stage);
   // Counts a new collect request; its number and what is staged for it.
-  std::int64_t Arrive(int& failStatus, std::int64_t& delayMs);
+  std::int64_t Arrive(int& failStatus, std::int64_t& delayMs, std::int64_t& trickleMs);
   // Waits out the request's delay, or less when Release comes first.
-  void Delay(std::int64_t delayMs);
+  // True when it was cut short.
+  bool Delay(std::int64_t delayMs);
   void Release();
   void Answered(std::int64_t number, int status, std::int64_t events);
   Json::Value ToJson();
