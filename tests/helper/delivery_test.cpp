@@ -40,23 +40,38 @@ TEST_F(DeliveryTest, DeliversTenThousandEventsInBatchesInCacheOrder) {
 
 TEST_F(DeliveryTest, ARefusedThirdBatchLeavesTheRestInTheCacheByteForByteForTheNextRun) {
   constexpr int kEvents = 1000, kBatch = 100;
-  for (int status : {500, 503, 404}) {
-    SCOPED_TRACE("collector answers " + std::to_string(status));
-    Collector::Stage("{\"fail\":{\"3\":" + std::to_string(status) + "}}");
+  struct Case {
+    int status;
+    bool fullDisk;  // POSIX: the helper may write no file past 16 KiB (ulimit -f, SIGXFSZ ignored)
+  } cases[] = {{500, false}, {503, false}, {404, false}, {500, true}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE("collector answers " + std::to_string(c.status) + (c.fullDisk ? ", disk full" : ""));
+    if (c.fullDisk && platform::kIsWindows) continue;
+    Collector::Stage("{\"fail\":{\"3\":" + std::to_string(c.status) + "}}");
     Fill(cache_, kEvents);
     const std::string original = ReadBytes(cache_);
 
-    EXPECT_EQ(Run("-submit_cache --batch 100"), 1);
+    if (c.fullDisk) {
+      // The undelivered tail cannot be written: the claimed file stays whole, with its count.
+      EXPECT_EQ(Finish(platform::StartProcess("/bin/sh -c \"ulimit -f 16; trap '' XFSZ; exec '" +
+                                              helper() + "' -submit_cache --batch 100\"")),
+                1);
+      EXPECT_EQ(ReadBytes(claimed()), original);
+      EXPECT_FALSE(Exists(cache_));
+    } else {
+      EXPECT_EQ(Run("-submit_cache --batch 100"), 1);
+      EXPECT_EQ(ReadBytes(cache_), original.substr(OffsetOfRecord(original, 2 * kBatch)));
+      EXPECT_FALSE(Exists(claimed()));
+      EXPECT_FALSE(Exists(progress()));
+    }
     EXPECT_EQ(Collector::Events().size(), 2u * kBatch);
-    EXPECT_EQ(ReadBytes(cache_), original.substr(OffsetOfRecord(original, 2 * kBatch)));
-    EXPECT_FALSE(Exists(claimed()));
-    EXPECT_FALSE(Exists(progress()));
 
     ASSERT_EQ(Run("-submit_cache --batch 100"), 0);
     const auto counts = CountByPoint(Collector::Events());
     ASSERT_EQ(counts.size(), static_cast<std::size_t>(kEvents));
     for (const auto& [point, times] : counts) EXPECT_EQ(times, 1) << point.second;
     EXPECT_FALSE(Exists(cache_));
+    EXPECT_FALSE(Exists(claimed()));
   }
 }
 
@@ -87,18 +102,50 @@ TEST_F(DeliveryTest, ARefusalAfterNewAppendsKeepsTheRestClaimedAndTheNextRunSend
   EXPECT_FALSE(Exists(cache_));
 }
 
-TEST_F(DeliveryTest, DamagedRecordsAreDroppedAndEverythingWholeIsDelivered) {
-  Fill(cache_, 10);
-  std::string bytes = ReadBytes(cache_);
-  const std::size_t third = OffsetOfRecord(bytes, 2), fourth = OffsetOfRecord(bytes, 3);
-  for (std::size_t i = third + 4; i < fourth; ++i) bytes[i] = static_cast<char>(bytes[i] ^ 0x5A);
-  WriteBytes(cache_, bytes + std::string("\x30\x00\x00\x00" "tail", 8));
+// A damaged record loses only itself: every whole record after it is delivered, by -submit_cache
+// and by -update_cache, and the bytes that are no record are kept in the side file.
+TEST_F(DeliveryTest, DamageLosesOnlyItselfAndItsBytesAreKeptBesideTheCache) {
+  Fill(cache_, 100);
+  const std::string first = ReadBytes(cache_);
+  WriteBytes(cache_, "");
+  Fill(cache_, 100, 1002);
+  const std::string second = ReadBytes(cache_);
+  const std::size_t third = OffsetOfRecord(first, 2), fourth = OffsetOfRecord(first, 3);
+  std::string scrambled = first;
+  for (std::size_t i = third + 4; i < fourth; ++i) scrambled[i] = static_cast<char>(scrambled[i] ^ 0x5A);
+  const std::string zeros(8, '\0'), garbage = "\x7f\x01\x00\x00{garbage\n\x30\x00";
+  const std::string torn = second.substr(0, 30);
+  struct Case {
+    const char* name;
+    std::string bytes, damaged;
+    int lost;  // the scrambled record
+    bool viaUpdate = false;
+  } cases[] = {
+      {"8 zero bytes between whole records", first + zeros + second, zeros, 0},
+      {"a torn record at the end", first + second + torn, torn, 0},
+      {"a scrambled record, garbage in the middle", scrambled + garbage + second,
+       scrambled.substr(third, fourth - third) + garbage, 1},
+      {"8 zero bytes in the backup, -update_cache", first + zeros + second, zeros, 0, true},
+  };
+  ASSERT_TRUE(platform::WriteProfileString("User", "DevID", "dev_id_new", dir_.File("usercfg.ini").c_str()));
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    Collector::Stage();
+    platform::RemoveFile((cache_ + ".damaged").c_str());
+    WriteBytes(c.viaUpdate ? cache_ + "-bak" : cache_, c.bytes);
+    if (c.viaUpdate) ASSERT_EQ(Run("-update_cache"), 0);
 
-  ASSERT_EQ(Run("-submit_cache --batch 4"), 0);
-  const auto counts = CountByPoint(Collector::Events());
-  EXPECT_EQ(counts.size(), 9u);
-  EXPECT_EQ(counts.count({1001, 2}), 0u);
-  EXPECT_FALSE(Exists(cache_));
+    ASSERT_EQ(Run("-submit_cache --batch 40"), 0);
+    const auto counts = CountByPoint(Collector::Events());
+    EXPECT_EQ(counts.size(), 200u - c.lost);
+    for (int n = 0; n < 100; ++n) {
+      EXPECT_EQ(counts.count({1001, n}), n == 2 && c.lost > 0 ? 0u : 1u) << n;
+      EXPECT_EQ(counts.count({1002, n}), 1u) << n;
+    }
+    EXPECT_EQ(ReadBytes(cache_ + ".damaged"), c.damaged);
+    EXPECT_FALSE(Exists(cache_));
+    EXPECT_FALSE(Exists(claimed()));
+  }
 }
 
 TEST_F(DeliveryTest, NothingToDeliverIsSuccessAndSendsNothing) {
