@@ -329,17 +329,17 @@ bool CAnalyticsFile::AppendPayload(const char* path, const std::string& payload)
 bool CAnalyticsFile::AppendRecord(const char* path, const void* record, std::int32_t size) {
   CacheFileLock lock;
   lock.Lock();  // the write goes ahead even when the lock could not be taken
+  // Where this record begins: a write that falls short (a full disk) is cut back to here, so no
+  // torn record ever stands in front of later appends.
+  const std::int64_t start = path != nullptr ? platform::FileSizeOf(path) : -1;
   File f = Open(path, "ab+");
   if (!f) return false;
   if (size <= 0) return true;
-  // Where this record begins: a write that falls short (a full disk) is cut back to here, so no
-  // torn record ever stands in front of later appends.
-  const long start = std::fseek(f.get(), 0, SEEK_END) == 0 ? std::ftell(f.get()) : -1L;
   const auto n = static_cast<std::size_t>(size);
   const bool written = std::fwrite(record, 1, n, f.get()) == n && std::fflush(f.get()) == 0;
   const bool closed = std::fclose(f.release()) == 0;
   if (written && closed) return true;
-  if (start >= 0) platform::TruncateFile(path, start);
+  platform::TruncateFile(path, start < 0 ? 0 : start);
   return false;
 }
 

@@ -28,6 +28,8 @@ bool SyncFolderOf(const char* path);
 // SyncFile(from), then from replaces to in one rename that is itself made durable
 // (MoveFileExW with MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH).
 bool MoveFileDurably(const char* from, const char* to);
+// The file's size in bytes; -1 when it does not exist or cannot be queried.
+std::int64_t FileSizeOf(const char* path);
 // Cuts the file back to `size` bytes.
 bool TruncateFile(const char* path, std::int64_t size);
 // Appends the bytes and flushes them to stable storage; a short write is cut back, so the file is

@@ -132,6 +132,12 @@ bool MoveFileDurably(const char* from, const char* to) {
   return SyncFile(from) && MoveFileReplacing(from, to) && SyncFolderOf(to);
 }
 
+std::int64_t FileSizeOf(const char* path) {
+  struct stat st;
+  if (path == nullptr || ::stat(path, &st) != 0) return -1;
+  return static_cast<std::int64_t>(st.st_size);
+}
+
 bool TruncateFile(const char* path, std::int64_t size) {
   if (path == nullptr || size < 0) return false;
   int r;
