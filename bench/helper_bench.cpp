@@ -14,7 +14,9 @@
 #include "common/json_text.h"
 #include "helper/collector_client.h"
 #include "helper/commands.h"
+#include "helper/inflight.h"
 #include "net/http_client.h"
+#include "platform/files.h"
 #include "platform/os.h"
 #include "platform/process.h"
 #include "platform/thread.h"
@@ -126,5 +128,33 @@ void BM_CacheToCollector_Floor(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * kEvents);
 }
 BENCHMARK(BM_CacheToCollector_Floor)->Arg(0)->Arg(1)->ArgName("https")->UseRealTime()->Unit(benchmark::kMillisecond);
+
+// What durability costs per batch: the count recorded after each delivered batch, written, flushed
+// to stable storage, renamed and the folder synced ...
+void BM_ProgressCommit(benchmark::State& state) {
+  orin::platform::CreateDir(kFolder.c_str());
+  const orin::helper::InflightFiles files(kFolder + "/commit.dat");
+  std::int32_t n = 0;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(orin::helper::WriteProgress(files, "0123456789abcdef0123456789abcdef", ++n, 1 << 20));
+  }
+  std::remove(files.progress.c_str());
+}
+BENCHMARK(BM_ProgressCommit)->UseRealTime();
+
+// ... beside the same write and rename without flushing anything.
+void BM_ProgressCommit_Floor(benchmark::State& state) {
+  orin::platform::CreateDir(kFolder.c_str());
+  const std::string path = kFolder + "/commit-floor.dat.sent", next = path + ".next";
+  std::int32_t n = 0;
+  for (auto _ : state) {
+    std::FILE* f = std::fopen(next.c_str(), "wb");
+    std::fprintf(f, "%d %d %s\n", ++n, 1 << 20, "0123456789abcdef0123456789abcdef");
+    std::fclose(f);
+    benchmark::DoNotOptimize(std::rename(next.c_str(), path.c_str()));
+  }
+  std::remove(path.c_str());
+}
+BENCHMARK(BM_ProgressCommit_Floor)->UseRealTime();
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include "cache/CacheFileLock.h"
 #include "cache/record_format.h"
 #include "common/json_text.h"
+#include "platform/files.h"
 
 namespace orin {
 namespace {
@@ -165,8 +166,10 @@ bool CAnalyticsFile::WriteUnread(const char* path) {
     start = records_.back() + record::ReadLength(records_.back());
   }
   const char* end = fileBuffer_.get() + fileSize_;
-  std::fwrite(start, 1, static_cast<std::size_t>(end - start), f.get());
-  return true;
+  const auto n = static_cast<std::size_t>(end - start);
+  // A full disk must not pass for a written tail: the caller would drop the old file for it.
+  const bool written = std::fwrite(start, 1, n, f.get()) == n;
+  return std::fclose(f.release()) == 0 && written;
 }
 
 bool CAnalyticsFile::ReadChunk(const char* path, std::vector<std::string>& out,
@@ -326,10 +329,18 @@ bool CAnalyticsFile::AppendPayload(const char* path, const std::string& payload)
 bool CAnalyticsFile::AppendRecord(const char* path, const void* record, std::int32_t size) {
   CacheFileLock lock;
   lock.Lock();  // the write goes ahead even when the lock could not be taken
+  // Where this record begins: a write that falls short (a full disk) is cut back to here, so no
+  // torn record ever stands in front of later appends.
+  const std::int64_t start = path != nullptr ? platform::FileSizeOf(path) : -1;
   File f = Open(path, "ab+");
   if (!f) return false;
-  if (size > 0) std::fwrite(record, 1, static_cast<std::size_t>(size), f.get());
-  return true;
+  if (size <= 0) return true;
+  const auto n = static_cast<std::size_t>(size);
+  const bool written = std::fwrite(record, 1, n, f.get()) == n && std::fflush(f.get()) == 0;
+  const bool closed = std::fclose(f.release()) == 0;
+  if (written && closed) return true;
+  platform::TruncateFile(path, start < 0 ? 0 : start);
+  return false;
 }
 
 char* CAnalyticsFile::NewRecord(std::int32_t size) {

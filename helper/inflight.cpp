@@ -5,11 +5,16 @@
 
 #include "cache/CacheFileLock.h"
 #include "platform/files.h"
+#include "platform/guid.h"
 
 namespace orin::helper {
 
 InflightFiles::InflightFiles(const std::string& cachePath)
-    : cache(cachePath), claimed(cachePath + ".sending"), progress(cachePath + ".sent") {}
+    : cache(cachePath),
+      claimed(cachePath + ".sending"),
+      claimId(cachePath + ".claim"),
+      progress(cachePath + ".sent"),
+      damaged(cachePath + ".damaged") {}
 
 std::int64_t FileSize(const std::string& path) {
   std::FILE* f = std::fopen(path.c_str(), "rb");
@@ -36,25 +41,72 @@ bool ReadWholeFile(const std::string& path, std::string& bytes) {
   return got == static_cast<std::size_t>(size);
 }
 
-std::int32_t ReadProgress(const InflightFiles& files, std::int64_t claimedSize) {
+bool ReplaceFileDurably(const std::string& path, const std::string& bytes) {
+  const std::string next = path + ".next";
+  std::FILE* f = std::fopen(next.c_str(), "wb");
+  if (f == nullptr) return false;
+  const bool written = std::fwrite(bytes.data(), 1, bytes.size(), f) == bytes.size();
+  const bool closed = std::fclose(f) == 0;
+  if (written && closed && platform::MoveFileDurably(next.c_str(), path.c_str())) return true;
+  platform::RemoveFile(next.c_str());
+  return false;
+}
+
+namespace {
+
+std::string NewClaimId() {
+  platform::Guid g{};
+  if (!platform::CreateGuid(&g)) return {};
+  char text[40];
+  std::snprintf(text, sizeof text, "%08" PRIx32 "%04x%04x%02x%02x%02x%02x%02x%02x%02x%02x",
+                g.data1, g.data2, g.data3, g.data4[0], g.data4[1], g.data4[2], g.data4[3],
+                g.data4[4], g.data4[5], g.data4[6], g.data4[7]);
+  return text;
+}
+
+std::string ReadClaimId(const InflightFiles& files) {
+  std::string id;
+  if (!ReadWholeFile(files.claimId, id)) return {};
+  while (!id.empty() && (id.back() == '\n' || id.back() == '\r')) id.pop_back();
+  return id;
+}
+
+bool WriteClaimId(const InflightFiles& files, const std::string& id) {
+  return !id.empty() && ReplaceFileDurably(files.claimId, id + "\n");
+}
+
+}  // namespace
+
+std::string CurrentClaimId(const InflightFiles& files) {
+  std::string id = ReadClaimId(files);
+  if (!id.empty()) return id;
+  id = NewClaimId();
+  return WriteClaimId(files, id) ? id : std::string();
+}
+
+std::int32_t ReadProgress(const InflightFiles& files, const std::string& claimId,
+                          std::int64_t claimedSize) {
   std::FILE* f = std::fopen(files.progress.c_str(), "rb");
-  if (f == nullptr) return 0;
+  if (f == nullptr || claimId.empty()) {
+    if (f != nullptr) std::fclose(f);
+    return 0;
+  }
   std::int32_t delivered = 0;
   std::int64_t size = -1;
-  const int got = std::fscanf(f, "%" SCNd32 " %" SCNd64, &delivered, &size);
+  char id[64] = {};
+  const int got = std::fscanf(f, "%" SCNd32 " %" SCNd64 " %63s", &delivered, &size, id);
   std::fclose(f);
-  if (got != 2 || size != claimedSize || delivered < 0) return 0;
+  if (got != 3 || size != claimedSize || delivered < 0 || claimId != id) return 0;
   return delivered;
 }
 
-bool WriteProgress(const InflightFiles& files, std::int32_t delivered, std::int64_t claimedSize) {
-  const std::string next = files.progressNext();
-  std::FILE* f = std::fopen(next.c_str(), "wb");
-  if (f == nullptr) return false;
-  const bool written =
-      std::fprintf(f, "%" PRId32 " %" PRId64 "\n", delivered, claimedSize) > 0;
-  const bool closed = std::fclose(f) == 0;
-  return written && closed && platform::MoveFileReplacing(next.c_str(), files.progress.c_str());
+bool WriteProgress(const InflightFiles& files, const std::string& claimId, std::int32_t delivered,
+                   std::int64_t claimedSize) {
+  if (claimId.empty()) return false;
+  char line[128];
+  std::snprintf(line, sizeof line, "%" PRId32 " %" PRId64 " %s\n", delivered, claimedSize,
+                claimId.c_str());
+  return ReplaceFileDurably(files.progress, line);
 }
 
 bool ClaimCache(const InflightFiles& files) {
@@ -62,17 +114,29 @@ bool ClaimCache(const InflightFiles& files) {
   lock.Lock();
   // An unfinished claim comes first; moving over it would lose it.
   if (FileExists(files.claimed) || FileSize(files.cache) <= 0) return false;
-  // A count left from an earlier claim must never apply to this one.
+  // The id is in place before the claimed file appears, so a count left from an earlier claim
+  // (one that could not be removed, say) never applies to this one.
+  if (!WriteClaimId(files, NewClaimId())) return false;
   platform::RemoveFile(files.progress.c_str());
-  return platform::MoveFileReplacing(files.cache.c_str(), files.claimed.c_str());
+  return platform::MoveFileDurably(files.cache.c_str(), files.claimed.c_str());
 }
 
 bool ReturnClaim(const InflightFiles& files) {
   CacheFileLock lock;
   lock.Lock();
   if (FileSize(files.cache) > 0) return false;
-  if (!platform::MoveFileReplacing(files.claimed.c_str(), files.cache.c_str())) return false;
+  if (!platform::MoveFileDurably(files.claimed.c_str(), files.cache.c_str())) return false;
   platform::RemoveFile(files.progress.c_str());
+  platform::RemoveFile(files.claimId.c_str());
+  return true;
+}
+
+bool RemoveDeliveredClaim(const InflightFiles& files) {
+  // The claimed file first: a count without its file is recognised as stale.
+  if (!platform::RemoveFile(files.claimed.c_str())) return false;
+  platform::SyncFolderOf(files.claimed.c_str());
+  platform::RemoveFile(files.progress.c_str());
+  platform::RemoveFile(files.claimId.c_str());
   return true;
 }
 

@@ -6,34 +6,50 @@
 //   cache             the live cache; the module appends to it under the cache lock
 //   cache.sending     records claimed for delivery: taken from the live cache by one rename
 //                     under the cache lock, so later appends start a fresh live cache
-//   cache.sent        how many records of cache.sending are delivered, and the size of the file
-//                     that count belongs to (a count for a file of another size is stale)
-// Each is replaced only by a rename, so a helper killed at any moment leaves whole files.
+//   cache.claim       the claim's id, new for every claim, written before the claimed file appears
+//   cache.sent        how many records of cache.sending are delivered, with the claim id and the
+//                     size of the file the count belongs to (a count for another claim or another
+//                     size is stale)
+//   cache.damaged     bytes a reader could not take as records, kept for support staff
+// Each is replaced only by a durable rename, so a helper killed at any moment, or a power cut,
+// leaves whole files.
 
 namespace orin::helper {
 
 struct InflightFiles {
   explicit InflightFiles(const std::string& cachePath);
-  std::string cache, claimed, progress;
+  std::string cache, claimed, claimId, progress, damaged;
   std::string claimedNext() const { return claimed + ".next"; }
-  std::string progressNext() const { return progress + ".next"; }
 };
 
 // -1 when the file cannot be opened.
 std::int64_t FileSize(const std::string& path);
 bool FileExists(const std::string& path);
 bool ReadWholeFile(const std::string& path, std::string& bytes);
+// Writes beside `path`, flushes to stable storage and renames over it.
+bool ReplaceFileDurably(const std::string& path, const std::string& bytes);
+
+// The id of the current claim; a claimed file left without one (an older helper's) gets one.
+// Empty when none can be written.
+std::string CurrentClaimId(const InflightFiles& files);
 
 // Records of the claimed file already delivered; 0 when unknown or stale.
-std::int32_t ReadProgress(const InflightFiles& files, std::int64_t claimedSize);
-bool WriteProgress(const InflightFiles& files, std::int32_t delivered, std::int64_t claimedSize);
+std::int32_t ReadProgress(const InflightFiles& files, const std::string& claimId,
+                          std::int64_t claimedSize);
+bool WriteProgress(const InflightFiles& files, const std::string& claimId, std::int32_t delivered,
+                   std::int64_t claimedSize);
 
-// Under the cache lock: moves a non-empty live cache to the claimed name. False when there is
-// nothing to claim or the move failed (the live cache then stays as it was).
+// Under the cache lock: moves a non-empty live cache to the claimed name under a new claim id.
+// False when there is nothing to claim or the move failed (the live cache then stays as it was).
 bool ClaimCache(const InflightFiles& files);
 
 // Under the cache lock: hands the claimed file back as the live cache when nothing was appended
 // since the claim. False leaves the claimed file for the next run.
 bool ReturnClaim(const InflightFiles& files);
+
+// Removes the claimed file once everything in it is delivered, then its count and id. False when
+// it cannot be removed: the count, which says all is delivered, then stays with it, so it is
+// never sent again.
+bool RemoveDeliveredClaim(const InflightFiles& files);
 
 }  // namespace orin::helper

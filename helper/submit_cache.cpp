@@ -12,6 +12,7 @@
 #include "common/json_text.h"
 #include "helper/collector_client.h"
 #include "helper/commands.h"
+#include "helper/damage_aside.h"
 #include "helper/helper_lock.h"
 #include "helper/inflight.h"
 #include "helper/quarantine.h"
@@ -36,6 +37,19 @@ struct Batch {
   std::string body;
 };
 
+// Only the undelivered tail is kept: written, flushed and renamed over the claimed file. False
+// (a full disk, say) leaves the claimed file whole, its count saying what was delivered.
+bool KeepOnlyUndelivered(const InflightFiles& files, CAnalyticsFile& file) {
+  // A tail left by a helper killed here must not stand in for this one.
+  platform::RemoveFile(files.claimedNext().c_str());
+  if (file.WriteUnread(files.claimedNext().c_str()) &&
+      platform::MoveFileDurably(files.claimedNext().c_str(), files.claimed.c_str())) {
+    return true;
+  }
+  platform::RemoveFile(files.claimedNext().c_str());
+  return false;
+}
+
 bool Take(CAnalyticsFile& file, std::int32_t size, Batch& out) {
   Json::Value events(Json::arrayValue);
   out.count = size;
@@ -52,12 +66,17 @@ bool Take(CAnalyticsFile& file, std::int32_t size, Batch& out) {
 // and handed to the live cache when that is still empty.
 Result DeliverClaimed(const InflightFiles& files, const Endpoint& endpoint, std::int32_t batch,
                       std::uint32_t deadlineMs, const Report& report, Delivered& total) {
+  if (!SetDamageAside(files.claimed, files.damaged, report)) {
+    return Result::Fail(kLocalFiles, "cannot set the damaged bytes of " + files.claimed +
+                                         " aside in " + files.damaged);
+  }
   CAnalyticsFile file;
   const std::int64_t size = FileSize(files.claimed);
   if (size < 0 || !file.LoadFile(files.claimed.c_str())) {
     return Result::Fail(kLocalFiles, "cannot read " + files.claimed);
   }
-  const std::int32_t done = ReadProgress(files, size);
+  const std::string claim = CurrentClaimId(files);
+  const std::int32_t done = ReadProgress(files, claim, size);
   if (done > 0) {
     report.Note("resuming a claimed cache: " + std::to_string(done) + " records already delivered");
     Json::Value skipped;
@@ -90,17 +109,15 @@ Result DeliverClaimed(const InflightFiles& files, const Endpoint& endpoint, std:
     if (!outcome.delivered && !setAside) {
       file.PutBack(current.count + (more ? next.count : 0));
       const std::string kept = std::to_string(file.recordCount() - file.readIndex());
-      if (file.readIndex() > 0) {
-        // Only the undelivered tail is kept; it replaces the claimed file in one rename. A
-        // tail left by a helper killed here must not stand in for this one.
-        platform::RemoveFile(files.claimedNext().c_str());
-        if (file.CommitConsumed(files.claimedNext().c_str()) ||
-            !platform::MoveFileReplacing(files.claimedNext().c_str(), files.claimed.c_str())) {
-          return Result::Fail(kLocalFiles, outcome.reason + "; cannot rewrite " + files.claimed +
-                                               " (the delivered part may be sent again)");
-        }
+      bool returned = false;
+      if (file.readIndex() == 0 || KeepOnlyUndelivered(files, file)) {
+        returned = ReturnClaim(files);
+      } else if (ReadProgress(files, claim, size) != file.readIndex() &&
+                 !WriteProgress(files, claim, file.readIndex(), size)) {
+        return Result::Fail(kLocalFiles, outcome.reason + "; cannot record progress in " +
+                                             files.progress +
+                                             " (the delivered part may be sent again)");
       }
-      const bool returned = ReturnClaim(files);
       report.Note(kept + " records " + (returned ? "back in the cache" : "kept in " + files.claimed));
       return Result::Fail(kNotDelivered, outcome.reason + " on batch " +
                                              std::to_string(total.batches + 1) + "; " + kept +
@@ -114,17 +131,15 @@ Result DeliverClaimed(const InflightFiles& files, const Endpoint& endpoint, std:
                   std::to_string(outcome.status) + ")");
     }
     // The batch read ahead is not delivered yet.
-    if (!WriteProgress(files, file.readIndex() - (more ? next.count : 0), size)) {
+    if (!WriteProgress(files, claim, file.readIndex() - (more ? next.count : 0), size)) {
       report.Note("cannot record progress in " + files.progress);
     }
     current = std::move(next);
   }
-  // Everything was taken, so nothing is written; were a record left, it would go to the side
-  // file and the claimed file would stay whole.
-  if (file.CommitConsumed(files.claimedNext().c_str())) {
-    // The claimed file first: a count without its file is recognised as stale.
-    platform::RemoveFile(files.claimed.c_str());
-    platform::RemoveFile(files.progress.c_str());
+  // Everything was taken, so nothing is written.
+  if (file.CommitConsumed(files.claimedNext().c_str()) && !RemoveDeliveredClaim(files)) {
+    return Result::Fail(kLocalFiles, "cannot remove " + files.claimed +
+                                         "; all of it is delivered and it will not be sent again");
   }
   return Result::Ok();
 }

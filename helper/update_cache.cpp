@@ -8,6 +8,7 @@
 
 #include "cache/CAnalyticsFile.h"
 #include "helper/commands.h"
+#include "helper/damage_aside.h"
 #include "helper/helper_lock.h"
 #include "helper/inflight.h"
 #include "platform/files.h"
@@ -40,6 +41,9 @@ Result RestampBackup(const Settings& settings, const Report& report) {
     return Result::Fail(kBadUsage, "no device id in " + settings.userConfigPath + "; backup kept");
   }
 
+  if (!SetDamageAside(backup, settings.cachePath + ".damaged", report)) {
+    return Result::Fail(kLocalFiles, "cannot set the damaged bytes of " + backup + " aside; backup kept");
+  }
   CAnalyticsFile file;
   if (!file.LoadFile(backup.c_str())) return Result::Fail(kLocalFiles, "cannot read " + backup);
   platform::RemoveFile(staging.c_str());
@@ -56,16 +60,24 @@ Result RestampBackup(const Settings& settings, const Report& report) {
       ++events;
     }
   }
+  // Every record of the backup must have been taken before it may go.
+  if (!file.CommitConsumed(staging.c_str())) {
+    platform::RemoveFile(staging.c_str());
+    return Result::Fail(kLocalFiles, "cannot take every record of " + backup + "; backup kept");
+  }
   if (events > 0) {
     std::string bytes;
+    // The appended events reach stable storage before the backup is removed.
     if (!ReadWholeFile(staging, bytes) || bytes.size() > 0x7FFFFFFFu ||
         !file.AppendRecord(settings.cachePath.c_str(), bytes.data(),
-                           static_cast<std::int32_t>(bytes.size()))) {
+                           static_cast<std::int32_t>(bytes.size())) ||
+        !platform::SyncFile(settings.cachePath.c_str())) {
       platform::RemoveFile(staging.c_str());
       return Result::Fail(kLocalFiles, "cannot append to " + settings.cachePath + "; backup kept");
     }
   }
   platform::RemoveFile(backup.c_str());
+  platform::SyncFolderOf(backup.c_str());
   platform::RemoveFile(staging.c_str());
   report.Note(std::to_string(events) + " events moved from " + backup + " with u=" + user);
   return Result::Ok();

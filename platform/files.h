@@ -1,4 +1,5 @@
 #pragma once
+#include <cstddef>
 #include <cstdint>
 
 // Thin file-system services with the Win32 results the engine's algorithms test.
@@ -16,5 +17,23 @@ bool MoveFileReplacing(const char* from, const char* to);
 bool CopyFileOverwriting(const char* from, const char* to);
 // DeleteFileA.
 bool RemoveFile(const char* path);
+
+// Durable steps for data that replaces or removes other data: what was written reaches stable
+// storage before the old data goes, and a rename survives a power cut.
+// fsync / FlushFileBuffers of the file's data, whoever wrote it.
+bool SyncFile(const char* path);
+// The folder holding `path` records its renames and removals (POSIX: fsync of the folder; on
+// Windows the moves below are written through, so there is nothing left to flush).
+bool SyncFolderOf(const char* path);
+// SyncFile(from), then from replaces to in one rename that is itself made durable
+// (MoveFileExW with MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH).
+bool MoveFileDurably(const char* from, const char* to);
+// The file's size in bytes; -1 when it does not exist or cannot be queried.
+std::int64_t FileSizeOf(const char* path);
+// Cuts the file back to `size` bytes.
+bool TruncateFile(const char* path, std::int64_t size);
+// Appends the bytes and flushes them to stable storage; a short write is cut back, so the file is
+// either as it was or has all of them.
+bool AppendDurably(const char* path, const char* data, std::size_t size);
 
 }  // namespace orin::platform

@@ -99,4 +99,67 @@ bool RemoveFile(const char* path) {
   return ::unlink(path) == 0;
 }
 
+namespace {
+
+bool SyncFd(int fd) {
+  int r;
+  do {
+    r = ::fsync(fd);
+  } while (r != 0 && errno == EINTR);
+  return r == 0;
+}
+
+bool SyncPath(const char* path, int flags) {
+  const int fd = OpenRetrying(path, flags);
+  if (fd < 0) return false;
+  const bool ok = SyncFd(fd);
+  return ::close(fd) == 0 && ok;
+}
+
+}  // namespace
+
+bool SyncFile(const char* path) {
+  if (path == nullptr) return false;
+  return SyncPath(path, O_RDONLY);
+}
+
+bool SyncFolderOf(const char* path) {
+  if (path == nullptr) return false;
+  return SyncPath(ParentOf(path).c_str(), O_RDONLY | O_DIRECTORY);
+}
+
+bool MoveFileDurably(const char* from, const char* to) {
+  return SyncFile(from) && MoveFileReplacing(from, to) && SyncFolderOf(to);
+}
+
+std::int64_t FileSizeOf(const char* path) {
+  struct stat st;
+  if (path == nullptr || ::stat(path, &st) != 0) return -1;
+  return static_cast<std::int64_t>(st.st_size);
+}
+
+bool TruncateFile(const char* path, std::int64_t size) {
+  if (path == nullptr || size < 0) return false;
+  int r;
+  do {
+    r = ::truncate(path, static_cast<off_t>(size));
+  } while (r != 0 && errno == EINTR);
+  return r == 0;
+}
+
+bool AppendDurably(const char* path, const char* data, std::size_t size) {
+  if (path == nullptr) return false;
+  const int fd = OpenRetrying(path, O_WRONLY | O_CREAT | O_APPEND, 0666);
+  if (fd < 0) return false;
+  struct stat st;
+  const bool sized = ::fstat(fd, &st) == 0;
+  const bool ok = sized && WriteAll(fd, data, size) && SyncFd(fd);
+  if (!ok && sized) {
+    while (::ftruncate(fd, st.st_size) != 0 && errno == EINTR) {
+    }
+  }
+  const bool closed = ::close(fd) == 0;
+  return ok && closed && SyncFolderOf(path);
+}
+
 }  // namespace orin::platform

@@ -162,5 +162,39 @@ TEST(CacheMultiProcess, AppendsRacingRewritesAndBackupsAreAllDeliveredMovedOrKep
   EXPECT_EQ(seen.size(), static_cast<std::size_t>(kWriters * kEach));
 }
 
+// A full disk (POSIX: ulimit -f, SIGXFSZ ignored) stops an append part-way: the append fails and
+// is cut back, so the records appended once there is room again follow whole records only.
+TEST(CacheMultiProcess, AnAppendThatFindsTheDiskFullFailsAndLeavesNoTornRecord) {
+  if (platform::kIsWindows) GTEST_SKIP() << "the file-size limit is staged on POSIX";
+  testing::TempDir dir;
+  const std::string cache = dir.File("KD_OF.dat");
+  const auto append = [&](const std::string& limit, int count, int tag) {
+    const std::string line = "/bin/sh -c \"" + limit + "exec '" + ChildProgram("cache_append_worker") +
+                             "' '" + cache + "' " + std::to_string(count) + " " +
+                             std::to_string(tag) + "\"";
+    platform::ProcessHandle child = platform::StartProcess(line);
+    if (child == nullptr) return -1;
+    platform::WaitProcess(child, 0xFFFFFFFFu);
+    std::uint32_t code = 0xDEAD;
+    platform::ProcessExitCode(child, code);
+    platform::CloseProcess(child);
+    return static_cast<int>(code);
+  };
+  EXPECT_EQ(append("ulimit -f 16; trap '' XFSZ; ", 500, 1), 1);
+  EXPECT_EQ(append("", 10, 2), 0);
+
+  const std::string bytes = ReadBytes(cache);
+  std::map<int, int> perTag;
+  for (const ScannedRecord& r : ScanCacheBytes(bytes.data(), static_cast<std::int64_t>(bytes.size()))) {
+    ASSERT_EQ(r.status, RecordStatus::kOk) << "at offset " << r.offset;
+    Json::Value e;
+    ASSERT_TRUE(ParseJsonText(r.text.data(), r.text.data() + r.text.size(), e));
+    ++perTag[e["l"].asInt()];
+  }
+  EXPECT_GT(perTag[1], 0);
+  EXPECT_LT(perTag[1], 500);
+  EXPECT_EQ(perTag[2], 10);
+}
+
 }  // namespace
 }  // namespace orin

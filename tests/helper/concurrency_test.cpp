@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "helper_fixture.h"
+#include "pinned_file.h"
 
 namespace orin::testing {
 namespace {
@@ -115,29 +116,39 @@ TEST_F(ConcurrencyTest, AHelperKilledMidUploadLosesNothingAndRepeatsAtMostTheBat
   }
 }
 
-// What a helper killed between two steps leaves on disk, and what the next run makes of it.
+// What a helper killed between two steps leaves on disk, and what the next run makes of it; and
+// files it cannot remove (a scanner holding them).
 TEST_F(ConcurrencyTest, TheNextRunFinishesWhatAKilledHelperLeftOnDisk) {
+  enum Pin { kNone, kClaimed, kCount };
   struct Case {
     const char* name;
     bool claimedFile;
-    const char* progressText;  // %lld: the claimed file's size
+    const char* progressText;  // %lld: the claimed file's size; the claim's id is "this-claim"
     int live;                  // events in the live cache (l = 7)
     int firstDelivered;        // first claimed event (l = 1001) the collector must get
+    Pin pin = kNone;
   } cases[] = {
       {"claimed, no progress yet", true, nullptr, 0, 0},
-      {"claimed, 300 delivered", true, "300 %lld\n", 0, 300},
-      {"claimed, all delivered but not yet removed", true, "500 %lld\n", 40, 500},
-      {"claimed, a count for a file of another size", true, "300 12\n", 0, 0},
+      {"claimed, 300 delivered", true, "300 %lld this-claim\n", 0, 300},
+      {"claimed, all delivered but not yet removed", true, "500 %lld this-claim\n", 40, 500},
+      {"claimed, a count for a file of another size", true, "300 12 this-claim\n", 0, 0},
+      {"claimed, a count of another claim of the same size", true, "300 %lld other-claim\n", 0, 0},
+      {"claimed, a count without a claim id", true, "300 %lld\n", 0, 0},
       {"claimed, unreadable count", true, "x\n", 25, 0},
-      {"a count whose claimed file is gone", false, "300 %lld\n", 40, 500},
+      {"a count whose claimed file is gone", false, "300 %lld this-claim\n", 40, 500},
+      {"a count that cannot be removed, the next claim of its size", false,
+       "300 %lld this-claim\n", 40, 500, kCount},
+      {"claimed, cannot be removed", true, nullptr, 0, 0, kClaimed},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     Collector::Stage();
+    platform::RemoveFile(progress().c_str());
     const std::string staged = dir_.File("staged.dat");
     Fill(staged, 500);
     if (c.claimedFile) {
       ASSERT_TRUE(platform::MoveFileReplacing(staged.c_str(), claimed().c_str()));
+      WriteBytes(cache_ + ".claim", "this-claim\n");
     }
     platform::RemoveFile(staged.c_str());
     if (c.live > 0) Fill(cache_, c.live, 7);
@@ -150,21 +161,38 @@ TEST_F(ConcurrencyTest, TheNextRunFinishesWhatAKilledHelperLeftOnDisk) {
       std::snprintf(text, sizeof text, c.progressText, size);
       WriteBytes(progress(), text);
     }
-
-    ASSERT_EQ(Run("-submit_cache --batch 100"), 0);
-    const auto counts = CountByPoint(Collector::Events());
     const int expected = (c.claimedFile ? 500 - c.firstDelivered : 0) + c.live;
-    ASSERT_EQ(counts.size(), static_cast<std::size_t>(expected));
-    for (const auto& [point, times] : counts) EXPECT_EQ(times, 1);
-    if (c.claimedFile && c.firstDelivered < 500) {
-      EXPECT_EQ(counts.count({1001, c.firstDelivered}), 1u);
-      if (c.firstDelivered > 0) {
-        EXPECT_EQ(counts.count({1001, c.firstDelivered - 1}), 0u);
+    const auto deliveredOnce = [&] {
+      const auto counts = CountByPoint(Collector::Events());
+      ASSERT_EQ(counts.size(), static_cast<std::size_t>(expected));
+      for (const auto& [point, times] : counts) EXPECT_EQ(times, 1);
+      if (c.claimedFile && c.firstDelivered < 500) {
+        EXPECT_EQ(counts.count({1001, c.firstDelivered}), 1u);
+        if (c.firstDelivered > 0) {
+          EXPECT_EQ(counts.count({1001, c.firstDelivered - 1}), 0u);
+        }
       }
+    };
+
+    PinnedFile pinned(c.pin == kClaimed ? claimed() : progress());
+    if (c.pin == kNone) {
+      pinned.Unpin();
+    } else if (!pinned.pinned()) {
+      GTEST_SKIP() << "this system cannot pin a file";
     }
+    if (c.pin == kClaimed) {
+      // Delivered once, then kept as delivered for as long as it stays: never sent again.
+      EXPECT_EQ(Run("-submit_cache --batch 100"), 3);
+      EXPECT_EQ(Run("-submit_cache --batch 100"), 3);
+      deliveredOnce();
+      EXPECT_TRUE(Exists(claimed()));
+      pinned.Unpin();
+    }
+    ASSERT_EQ(Run("-submit_cache --batch 100"), 0);
+    deliveredOnce();
     EXPECT_FALSE(Exists(cache_));
     EXPECT_FALSE(Exists(claimed()));
-    EXPECT_FALSE(Exists(progress()));
+    EXPECT_EQ(Exists(progress()), c.pin == kCount);
   }
 }
 

@@ -48,30 +48,43 @@ TEST_F(DeliveryTest, AnUnacknowledgedThirdBatchLeavesTheRestInTheCacheByteForByt
     const char* stage;  // for the third request of the first run
     const char* args;
     int refusedEveryTime;  // 0: staged once; else the status every later run gets too
+    bool fullDisk;  // POSIX: the helper may write no file past 16 KiB (ulimit -f, SIGXFSZ ignored)
   } cases[] = {
-      {"500", "{\"fail\":{\"3\":500}}", "", 0},
-      {"503", "{\"fail\":{\"3\":503}}", "", 0},
-      {"404 once", "{\"fail\":{\"3\":404}}", "", 0},
-      {"302 to a page that acknowledges anything", "{\"fail\":{\"3\":302}}", "", 0},
-      {"200 without the acknowledgement", "{\"fail\":{\"3\":200}}", "", 0},
-      {"a reply trickled past the deadline", "{\"trickle\":{\"3\":120000}}", " --deadline 2", 0},
-      {"413 every time", "{\"fail\":{\"3\":413}}", "", 413},
-      {"400 every time", "{\"fail\":{\"3\":400}}", "", 400},
+      {"500", "{\"fail\":{\"3\":500}}", "", 0, false},
+      {"503", "{\"fail\":{\"3\":503}}", "", 0, false},
+      {"404 once", "{\"fail\":{\"3\":404}}", "", 0, false},
+      {"302 to a page that acknowledges anything", "{\"fail\":{\"3\":302}}", "", 0, false},
+      {"200 without the acknowledgement", "{\"fail\":{\"3\":200}}", "", 0, false},
+      {"a reply trickled past the deadline", "{\"trickle\":{\"3\":120000}}", " --deadline 2", 0,
+       false},
+      {"413 every time", "{\"fail\":{\"3\":413}}", "", 413, false},
+      {"400 every time", "{\"fail\":{\"3\":400}}", "", 400, false},
+      {"500 with the disk full", "{\"fail\":{\"3\":500}}", "", 0, true},
   };
   const std::string quarantine = cache_ + ".quarantine";
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
+    if (c.fullDisk && platform::kIsWindows) continue;
     Collector::Stage(c.stage);
     platform::RemoveFile(quarantine.c_str());
     Fill(cache_, kEvents);
     const std::string original = ReadBytes(cache_);
     const std::string args = std::string("-submit_cache --batch 100") + c.args;
 
-    EXPECT_EQ(Run(args), 1);
+    if (c.fullDisk) {
+      // The undelivered tail cannot be written: the claimed file stays whole, with its count.
+      EXPECT_EQ(Finish(platform::StartProcess("/bin/sh -c \"ulimit -f 16; trap '' XFSZ; exec '" +
+                                              helper() + "' " + args + "\"")),
+                1);
+      EXPECT_EQ(ReadBytes(claimed()), original);
+      EXPECT_FALSE(Exists(cache_));
+    } else {
+      EXPECT_EQ(Run(args), 1);
+      EXPECT_EQ(ReadBytes(cache_), original.substr(OffsetOfRecord(original, 2 * kBatch)));
+      EXPECT_FALSE(Exists(claimed()));
+      EXPECT_FALSE(Exists(progress()));
+    }
     EXPECT_EQ(Collector::Events().size(), 2u * kBatch);
-    EXPECT_EQ(ReadBytes(cache_), original.substr(OffsetOfRecord(original, 2 * kBatch)));
-    EXPECT_FALSE(Exists(claimed()));
-    EXPECT_FALSE(Exists(progress()));
     if (std::string(c.stage).find("trickle") != std::string::npos) {
       // The helper hung up while the collector was still trickling.
       ASSERT_TRUE(WaitUntil([] { return Collector::Requests()[2]["status"].asInt() != 0; }));
@@ -103,6 +116,7 @@ TEST_F(DeliveryTest, AnUnacknowledgedThirdBatchLeavesTheRestInTheCacheByteForByt
     EXPECT_EQ(counts.begin()->first.second, 2 * kBatch);
     EXPECT_FALSE(Exists(cache_));
     EXPECT_FALSE(Exists(quarantine));
+    EXPECT_FALSE(Exists(claimed()));
   }
 }
 
@@ -133,18 +147,50 @@ TEST_F(DeliveryTest, ARefusalAfterNewAppendsKeepsTheRestClaimedAndTheNextRunSend
   EXPECT_FALSE(Exists(cache_));
 }
 
-TEST_F(DeliveryTest, DamagedRecordsAreDroppedAndEverythingWholeIsDelivered) {
-  Fill(cache_, 10);
-  std::string bytes = ReadBytes(cache_);
-  const std::size_t third = OffsetOfRecord(bytes, 2), fourth = OffsetOfRecord(bytes, 3);
-  for (std::size_t i = third + 4; i < fourth; ++i) bytes[i] = static_cast<char>(bytes[i] ^ 0x5A);
-  WriteBytes(cache_, bytes + std::string("\x30\x00\x00\x00" "tail", 8));
+// A damaged record loses only itself: every whole record after it is delivered, by -submit_cache
+// and by -update_cache, and the bytes that are no record are kept in the side file.
+TEST_F(DeliveryTest, DamageLosesOnlyItselfAndItsBytesAreKeptBesideTheCache) {
+  Fill(cache_, 100);
+  const std::string first = ReadBytes(cache_);
+  WriteBytes(cache_, "");
+  Fill(cache_, 100, 1002);
+  const std::string second = ReadBytes(cache_);
+  const std::size_t third = OffsetOfRecord(first, 2), fourth = OffsetOfRecord(first, 3);
+  std::string scrambled = first;
+  for (std::size_t i = third + 4; i < fourth; ++i) scrambled[i] = static_cast<char>(scrambled[i] ^ 0x5A);
+  const std::string zeros(8, '\0'), garbage = "\x7f\x01\x00\x00{garbage\n\x30\x00";
+  const std::string torn = second.substr(0, 30);
+  struct Case {
+    const char* name;
+    std::string bytes, damaged;
+    int lost;  // the scrambled record
+    bool viaUpdate = false;
+  } cases[] = {
+      {"8 zero bytes between whole records", first + zeros + second, zeros, 0},
+      {"a torn record at the end", first + second + torn, torn, 0},
+      {"a scrambled record, garbage in the middle", scrambled + garbage + second,
+       scrambled.substr(third, fourth - third) + garbage, 1},
+      {"8 zero bytes in the backup, -update_cache", first + zeros + second, zeros, 0, true},
+  };
+  ASSERT_TRUE(platform::WriteProfileString("User", "DevID", "dev_id_new", dir_.File("usercfg.ini").c_str()));
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    Collector::Stage();
+    platform::RemoveFile((cache_ + ".damaged").c_str());
+    WriteBytes(c.viaUpdate ? cache_ + "-bak" : cache_, c.bytes);
+    if (c.viaUpdate) ASSERT_EQ(Run("-update_cache"), 0);
 
-  ASSERT_EQ(Run("-submit_cache --batch 4"), 0);
-  const auto counts = CountByPoint(Collector::Events());
-  EXPECT_EQ(counts.size(), 9u);
-  EXPECT_EQ(counts.count({1001, 2}), 0u);
-  EXPECT_FALSE(Exists(cache_));
+    ASSERT_EQ(Run("-submit_cache --batch 40"), 0);
+    const auto counts = CountByPoint(Collector::Events());
+    EXPECT_EQ(counts.size(), 200u - c.lost);
+    for (int n = 0; n < 100; ++n) {
+      EXPECT_EQ(counts.count({1001, n}), n == 2 && c.lost > 0 ? 0u : 1u) << n;
+      EXPECT_EQ(counts.count({1002, n}), 1u) << n;
+    }
+    EXPECT_EQ(ReadBytes(cache_ + ".damaged"), c.damaged);
+    EXPECT_FALSE(Exists(cache_));
+    EXPECT_FALSE(Exists(claimed()));
+  }
 }
 
 TEST_F(DeliveryTest, NothingToDeliverIsSuccessAndSendsNothing) {

@@ -24,6 +24,7 @@ Outcome Tool(const std::string& command, const std::string& path, const std::str
                    : command == "verify"   ? Verify(path, out, err)
                    : command == "dump"     ? Dump(path, false, out, err)
                    : command == "dump-all" ? Dump(path, true, out, err)
+                   : command == "salvage"  ? Salvage(path, json, out, err)
                                            : Append(path, json, out, err);
   return {code, out.str(), err.str()};
 }
@@ -39,7 +40,7 @@ TEST(Orincache, AppendWritesWhatTheModuleWrites) {
   EXPECT_EQ(ReadBytes(viaTool), ReadBytes(direct));
 }
 
-TEST(Orincache, ListDumpAndVerifyReportATornTail) {
+TEST(Orincache, ListDumpAndVerifyReportDamageAndSalvageRecoversTheWholeRecords) {
   TempDir dir;
   const std::string path = dir.File("KD_OF.dat");
   ASSERT_EQ(Tool("append", path, R"({"n":1,"l":2})").code, 0);
@@ -53,7 +54,7 @@ TEST(Orincache, ListDumpAndVerifyReportATornTail) {
   // Compared with the column padding collapsed.
   EXPECT_EQ(std::regex_replace(list.out, std::regex(" +"), " "),
             " 0 " + std::to_string(first) + " ok\n " + std::to_string(first) + " " +
-                std::to_string(good.size() - first) + " ok\n " + end + " 64 torn tail\n");
+                std::to_string(good.size() - first) + " ok\n " + end + " 64 torn tail, 9 bytes skipped\n");
   const Outcome dump = Tool("dump", path);
   EXPECT_EQ(dump.code, 0);
   EXPECT_EQ(dump.out, "{\"l\":2,\"n\":1}\n{\"n\":2,\"p\":{\"x\":1}}\n");
@@ -64,6 +65,19 @@ TEST(Orincache, ListDumpAndVerifyReportATornTail) {
   EXPECT_NE(bad.out.find("offset " + end + ": torn tail"), std::string::npos) << bad.out;
   WriteBytes(path, good);
   EXPECT_EQ(Tool("verify", path).code, 0);
+
+  // A side file of damaged bytes: the walk goes on after the zeros, and salvage appends what it
+  // finds whole to a cache.
+  const std::string side = dir.File("KD_OF.dat.damaged"), salvaged = dir.File("salvaged.dat");
+  WriteBytes(side, std::string(8, '\0') + good + "{\"l\":");
+  EXPECT_EQ(std::regex_replace(Tool("list", side).out, std::regex(" +"), " "),
+            " 0 0 zero length, 8 bytes skipped\n 8 " + std::to_string(first) + " ok\n " +
+                std::to_string(8 + first) + " " + std::to_string(good.size() - first) + " ok\n " +
+                std::to_string(8 + good.size()) + " 577512059 torn tail, 5 bytes skipped\n");
+  const Outcome salvage = Tool("salvage", side, salvaged);
+  EXPECT_EQ(salvage.code, 0);
+  EXPECT_EQ(salvage.out, "salvaged 2 records from " + side + " into " + salvaged + "; 13 bytes are no record\n");
+  EXPECT_EQ(ReadBytes(salvaged), good);
 }
 
 TEST(Orincache, UnreadableFilesAndBadEventsExitTwoWithOneLine) {

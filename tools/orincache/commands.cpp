@@ -15,9 +15,8 @@
 namespace orin::orincache {
 namespace {
 
-std::optional<std::vector<ScannedRecord>> Scan(const std::string& path, std::ostream& err) {
+bool ReadAll(const std::string& path, std::string& bytes, std::ostream& err) {
   std::FILE* f = std::fopen(path.c_str(), "rb");
-  std::string bytes;
   bool ok = f != nullptr;
   if (ok) {
     char block[65536];
@@ -26,10 +25,13 @@ std::optional<std::vector<ScannedRecord>> Scan(const std::string& path, std::ost
     ok = std::ferror(f) == 0;  // a folder opens on some systems but cannot be read
     std::fclose(f);
   }
-  if (!ok) {
-    err << "orincache: cannot read " << path << '\n';
-    return std::nullopt;
-  }
+  if (!ok) err << "orincache: cannot read " << path << '\n';
+  return ok;
+}
+
+std::optional<std::vector<ScannedRecord>> Scan(const std::string& path, std::ostream& err) {
+  std::string bytes;
+  if (!ReadAll(path, bytes, err)) return std::nullopt;
   return ScanCacheBytes(bytes.data(), static_cast<std::int64_t>(bytes.size()));
 }
 
@@ -64,12 +66,37 @@ int Dump(const std::string& path, bool all, std::ostream& out, std::ostream& err
 int List(const std::string& path, std::ostream& out, std::ostream& err) {
   const auto records = Scan(path, err);
   if (!records) return 2;
-  char line[96];
+  char line[128];
   for (const ScannedRecord& r : *records) {
-    std::snprintf(line, sizeof line, "%12" PRId64 " %11" PRId32 "  %s\n", r.offset, r.length,
-                  RecordStatusName(r.status));
+    if (r.status == RecordStatus::kOk) {
+      std::snprintf(line, sizeof line, "%12" PRId64 " %11" PRId32 "  %s\n", r.offset, r.length,
+                    RecordStatusName(r.status));
+    } else {
+      std::snprintf(line, sizeof line, "%12" PRId64 " %11" PRId32 "  %s, %" PRId64 " bytes skipped\n",
+                    r.offset, r.length, RecordStatusName(r.status), r.span);
+    }
     out << line;
   }
+  return 0;
+}
+
+int Salvage(const std::string& damaged, const std::string& cache, std::ostream& out,
+            std::ostream& err) {
+  std::string bytes;
+  if (!ReadAll(damaged, bytes, err)) return 2;
+  const SplitBytes split = SplitCacheBytes(bytes.data(), static_cast<std::int64_t>(bytes.size()));
+  if (split.whole.size() > 0x7FFFFFFFu) {
+    err << "orincache: too many records in " << damaged << " for one append\n";
+    return 2;
+  }
+  if (split.records > 0 &&
+      !GetAnalyticsFile()->AppendRecord(cache.c_str(), split.whole.data(),
+                                        static_cast<std::int32_t>(split.whole.size()))) {
+    err << "orincache: cannot append to " << cache << '\n';
+    return 2;
+  }
+  out << "salvaged " << split.records << " records from " << damaged << " into " << cache << "; "
+      << split.damaged.size() << " bytes are no record\n";
   return 0;
 }
 

@@ -10,6 +10,10 @@ namespace orin::orincache {
 int Dump(const std::string& path, bool all, std::ostream& out, std::ostream& err);
 int List(const std::string& path, std::ostream& out, std::ostream& err);
 int Verify(const std::string& path, std::ostream& out, std::ostream& err);
+// Appends every whole record found in a side file of damaged bytes (KD_OF.dat.damaged) to the
+// cache, for the next delivery; the side file stays as it is.
+int Salvage(const std::string& damaged, const std::string& cache, std::ostream& out,
+            std::ostream& err);
 int Append(const std::string& path, const std::string& json, std::ostream& out, std::ostream& err);
 
 }  // namespace orin::orincache

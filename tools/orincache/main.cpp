@@ -18,12 +18,18 @@ int main(int argc, char** argv) {
   dump->add_option("FILE", path, "cache file")->required();
   dump->add_flag("--all", all, "also print an error line for each record that does not parse");
 
-  auto* list = app.add_subcommand("list", "One line per record: offset, length, status");
+  auto* list = app.add_subcommand("list", "One line per record or damaged stretch: offset, length, status");
   list->add_option("FILE", path, "cache file")->required();
 
   auto* verify = app.add_subcommand(
       "verify", "Exit 0 when every record is whole and parses, else 1 naming the first bad one");
   verify->add_option("FILE", path, "cache file")->required();
+
+  std::string cache;
+  auto* salvage = app.add_subcommand(
+      "salvage", "Append the whole records found in a file of damaged bytes (KD_OF.dat.damaged) to a cache");
+  salvage->add_option("DAMAGED", path, "the side file of damaged bytes")->required();
+  salvage->add_option("CACHE", cache, "cache file to append them to")->required();
 
   auto* append = app.add_subcommand("append", "Append one event exactly as the module does");
   append->add_option("FILE", path, "cache file")->required();
@@ -46,5 +52,6 @@ int main(int argc, char** argv) {
   if (dump->parsed()) return orin::orincache::Dump(path, all, std::cout, std::cerr);
   if (list->parsed()) return orin::orincache::List(path, std::cout, std::cerr);
   if (verify->parsed()) return orin::orincache::Verify(path, std::cout, std::cerr);
+  if (salvage->parsed()) return orin::orincache::Salvage(path, cache, std::cout, std::cerr);
   return orin::orincache::Append(path, json, std::cout, std::cerr);
 }
