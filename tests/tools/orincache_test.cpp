@@ -25,6 +25,7 @@ Outcome Tool(const std::string& command, const std::string& path, const std::str
                    : command == "dump"     ? Dump(path, false, out, err)
                    : command == "dump-all" ? Dump(path, true, out, err)
                    : command == "salvage"  ? Salvage(path, json, out, err)
+                   : command == "status"   ? Status(path, out, err)
                                            : Append(path, json, out, err);
   return {code, out.str(), err.str()};
 }
@@ -78,6 +79,17 @@ TEST(Orincache, ListDumpAndVerifyReportDamageAndSalvageRecoversTheWholeRecords) 
   EXPECT_EQ(salvage.code, 0);
   EXPECT_EQ(salvage.out, "salvaged 2 records from " + side + " into " + salvaged + "; 13 bytes are no record\n");
   EXPECT_EQ(ReadBytes(salvaged), good);
+
+  // Status: what waits beside the cache, for support staff.
+  WriteBytes(path + ".quarantine", good);
+  WriteBytes(path + ".sent", "1 99 abc\n");
+  EXPECT_EQ(Tool("status", path).out,
+            path + ": 2 events (live cache, waiting for the next delivery)\n" + path +
+                ".sending: absent\n" + path + "-bak: absent\n" + path +
+                ".quarantine: 2 events (set aside: the collector refused them for good)\n" + path +
+                ".sent: records delivered, claimed size, claim id: 1 99 abc\n" + path +
+                ".damaged: 2 whole records and 13 other bytes kept for support staff ('orincache "
+                "salvage' recovers the records)\n");
 }
 
 TEST(Orincache, UnreadableFilesAndBadEventsExitTwoWithOneLine) {

@@ -48,7 +48,72 @@ std::string OneLine(const std::string& text) {
   return line;
 }
 
+// Whole records of a file and the bytes of its damaged stretches; false when it is absent.
+bool Count(const std::string& path, std::int64_t& events, std::int64_t& damagedBytes) {
+  std::string bytes;
+  std::FILE* f = std::fopen(path.c_str(), "rb");
+  if (f == nullptr) return false;
+  char block[65536];
+  std::size_t got;
+  while ((got = std::fread(block, 1, sizeof block, f)) > 0) bytes.append(block, got);
+  std::fclose(f);
+  events = 0;
+  damagedBytes = 0;
+  for (const ScannedRecord& r : ScanCacheBytes(bytes.data(), std::int64_t(bytes.size()))) {
+    if (r.status == RecordStatus::kOk) {
+      ++events;
+    } else {
+      damagedBytes += r.span;
+    }
+  }
+  return true;
+}
+
 }  // namespace
+
+int Status(const std::string& cache, std::ostream& out, std::ostream&) {
+  // The names the helper and the module give these files beside the cache.
+  const struct {
+    std::string path;
+    const char* what;
+  } files[] = {
+      {cache, "live cache, waiting for the next delivery"},
+      {cache + ".sending", "claimed by a delivery that has not finished"},
+      {cache + "-bak", "set aside after a device-id change, delivered re-stamped next"},
+      {cache + ".quarantine", "set aside: the collector refused them for good"},
+  };
+  for (const auto& f : files) {
+    std::int64_t events = 0, damaged = 0;
+    out << f.path << ": ";
+    if (!Count(f.path, events, damaged)) {
+      out << "absent\n";
+      continue;
+    }
+    out << events << " events (" << f.what << ")";
+    if (damaged > 0) out << ", " << damaged << " damaged bytes";
+    out << '\n';
+  }
+  std::string progress;
+  std::FILE* sent = std::fopen((cache + ".sent").c_str(), "rb");
+  if (sent != nullptr) {
+    char line[128] = {};
+    if (std::fgets(line, sizeof line, sent) != nullptr) progress = line;
+    std::fclose(sent);
+  }
+  while (!progress.empty() && (progress.back() == '\n' || progress.back() == '\r')) progress.pop_back();
+  out << cache << ".sent: "
+      << (progress.empty() ? "absent" : "records delivered, claimed size, claim id: " + progress)
+      << '\n';
+  std::int64_t events = 0, damaged = 0;
+  out << cache << ".damaged: ";
+  if (Count(cache + ".damaged", events, damaged)) {
+    out << events << " whole records and " << damaged
+        << " other bytes kept for support staff ('orincache salvage' recovers the records)\n";
+  } else {
+    out << "absent\n";
+  }
+  return 0;
+}
 
 int Dump(const std::string& path, bool all, std::ostream& out, std::ostream& err) {
   const auto records = Scan(path, err);

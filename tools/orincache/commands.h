@@ -15,5 +15,9 @@ int Verify(const std::string& path, std::ostream& out, std::ostream& err);
 int Salvage(const std::string& damaged, const std::string& cache, std::ostream& out,
             std::ostream& err);
 int Append(const std::string& path, const std::string& json, std::ostream& out, std::ostream& err);
+// What waits beside a cache for support staff: the live cache, a claimed file and its delivered
+// count, a backup after a device-id change, the batches set aside as refused for good, and the
+// damaged bytes, one line each (absent files say so).
+int Status(const std::string& cache, std::ostream& out, std::ostream& err);
 
 }  // namespace orin::orincache

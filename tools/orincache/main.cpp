@@ -31,6 +31,10 @@ int main(int argc, char** argv) {
   salvage->add_option("DAMAGED", path, "the side file of damaged bytes")->required();
   salvage->add_option("CACHE", cache, "cache file to append them to")->required();
 
+  auto* status = app.add_subcommand(
+      "status", "What waits beside a cache: claimed, backed-up, set-aside and damaged records");
+  status->add_option("CACHE", path, "cache file (KD_OF.dat)")->required();
+
   auto* append = app.add_subcommand("append", "Append one event exactly as the module does");
   append->add_option("FILE", path, "cache file")->required();
   append->add_option("JSON", json, "the event, a JSON object")->required();
@@ -53,5 +57,6 @@ int main(int argc, char** argv) {
   if (list->parsed()) return orin::orincache::List(path, std::cout, std::cerr);
   if (verify->parsed()) return orin::orincache::Verify(path, std::cout, std::cerr);
   if (salvage->parsed()) return orin::orincache::Salvage(path, cache, std::cout, std::cerr);
+  if (status->parsed()) return orin::orincache::Status(path, std::cout, std::cerr);
   return orin::orincache::Append(path, json, std::cout, std::cerr);
 }
