@@ -37,6 +37,15 @@ TEST_F(IdentityEndpointsTest, AnswersInTheShapesTheModuleReadsAndRecordsWhatItWa
       EXPECT_EQ(id, firstVid) << "one vid per collector";
     }
   }
+  // The test-only routes answer a loopback Host only: a page elsewhere that makes the browser post
+  // to the collector cannot wipe it (curl sends the caller's Host; WinInet adds its own).
+  if (!platform::kIsWindows) {
+    net::HttpRequestInfo wipe{"127.0.0.1", "/collector/stage", "Host:collector.example", "{}"};
+    net::HttpResponseInfo response;
+    net::ErrorInfo error;
+    ASSERT_TRUE(net::PostRequest(response, wipe, error));
+    EXPECT_EQ(response.statusCode, 403u);
+  }
   const Json::Value exchanges = Collector::Exchanges();
   ASSERT_EQ(exchanges.size(), 3u);
   for (Json::ArrayIndex i = 0; i < 3; ++i) {
