@@ -1,5 +1,6 @@
 // orinhlp: the helper the module starts beside the host's executable.
 //   orinhlp.exe -submit_cache | -submit "JSON" | -update_cache  [--verbose] [--batch N]
+//   orinhlp.exe --version
 // Settings come from OrAnacfg.ini beside this program. Exit 0 on success; otherwise one line on
 // stderr saying why (codes in helper/report.h).
 #include <cstdio>
@@ -30,7 +31,10 @@ int main(int argc, char** argv) {
   // bundles of letters; the command line is short enough to walk by hand.
   for (int i = 1; i < argc; ++i) {
     const std::string arg = argv[i];
-    if (arg == "--verbose" || arg == "-v") {
+    if (arg == "--version") {
+      std::printf("orinhlp %s\n", ORIN_VERSION);
+      return 0;
+    } else if (arg == "--verbose" || arg == "-v") {
       verbose = true;
     } else if (arg == "--batch" && i + 1 < argc) {
       char* end = nullptr;
