@@ -40,17 +40,7 @@ endif()
 
 install(TARGETS orinhlp orincache RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 
-# Release builds compile with -g and keep it in a file beside each binary, found by the
-# debuggers through the image's .gnu_debuglink, so the shipped binaries stay small.
-option(ORIN_SPLIT_DEBUG "Strip the shipped binaries, keeping their debug information beside them" OFF)
 if(ORIN_SPLIT_DEBUG)
-  foreach(target ${ORIN_SHIPPED})
-    add_custom_command(TARGET ${target} POST_BUILD
-      COMMAND ${CMAKE_OBJCOPY} --only-keep-debug $<TARGET_FILE:${target}> $<TARGET_FILE:${target}>.debug
-      COMMAND ${CMAKE_OBJCOPY} --strip-unneeded $<TARGET_FILE:${target}>
-      COMMAND ${CMAKE_OBJCOPY} --add-gnu-debuglink=$<TARGET_FILE:${target}>.debug $<TARGET_FILE:${target}>
-      WORKING_DIRECTORY $<TARGET_FILE_DIR:${target}> VERBATIM)
-  endforeach()
   # cpack installs only what was built for it, not every program of the tree.
   set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)
 endif()
