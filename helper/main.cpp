@@ -1,6 +1,7 @@
 // orinhlp: the helper the module starts beside the host's executable.
 //   orinhlp.exe -submit_cache | -submit "JSON" | -update_cache
 //               [--verbose] [--batch N] [--deadline S] [--lock-wait S]
+//   orinhlp.exe --version
 // Settings come from OrAnacfg.ini beside this program. Exit 0 on success; otherwise one line on
 // stderr saying why (codes in helper/report.h).
 #include <cstdio>
@@ -55,7 +56,10 @@ int main(int argc, char** argv) {
   for (std::size_t i = 1; i < args.size(); ++i) {
     const std::string& arg = args[i];
     const bool hasValue = i + 1 < args.size();
-    if (arg == "--verbose" || arg == "-v") {
+    if (arg == "--version") {
+      std::printf("orinhlp %s\n", ORIN_VERSION);
+      return 0;
+    } else if (arg == "--verbose" || arg == "-v") {
       verbose = true;
     } else if (arg == "--batch" && hasValue) {
       if (!ReadNumber(args[++i], 1, 100000, batch)) {

@@ -57,6 +57,25 @@ TEST_F(PeVersion, BothReadersAgreeOnRealImages) {
   EXPECT_FALSE(ReadFileVersion(BesideTest("pe_plain.exe").c_str(), untouched));
   EXPECT_FALSE(Portable(Image("pe_plain.exe"), untouched));
   EXPECT_FALSE(ReadFileVersion(BesideTest("no-such-file.exe").c_str(), untouched));
+  // What the project ships carries its version, as numbers and as the texts Windows shows.
+  const std::string stamped = ORIN_VERSION;
+  std::vector<std::uint8_t> wide;
+  for (char c : stamped) wide.insert(wide.end(), {std::uint8_t(c), 0});
+  const std::vector<std::uint16_t> project = {ORIN_VERSION_PARTS, 0};
+  for (const char* name : {"orinpoint.dll", "orinhlp.exe", "orincache.exe"}) {
+    const std::string path = BesideTest("shipped") + kPathSep + name;
+    if (!Exists(path)) continue;  // the Windows images come only from the cross build
+    SCOPED_TRACE(name);
+    FileVersion fromSystem, fromBytes;
+    EXPECT_TRUE(ReadFileVersion(path.c_str(), fromSystem));
+    const std::string bytes = ReadBytes(path);
+    const std::vector<std::uint8_t> image(bytes.begin(), bytes.end());
+    EXPECT_TRUE(Portable(image, fromBytes));
+    EXPECT_EQ(Parts(fromSystem), project);
+    EXPECT_EQ(Parts(fromBytes), project);
+    EXPECT_LT(std::search(image.begin(), image.end(), wide.begin(), wide.end()), image.end());
+  }
+
   TempDir dir;
   WriteBytes(dir.File("text.exe"), "MZ but nothing else");
   EXPECT_FALSE(ReadFileVersion(dir.File("text.exe").c_str(), untouched));

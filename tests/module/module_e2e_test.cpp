@@ -223,5 +223,40 @@ TEST_F(ModuleTest, FirstSetupIsWrittenOnceAndTheDeviceIdKept) {
   EXPECT_EQ(events[0]["u"], events[1]["u"]);
 }
 
+// Hosts built by clang for the MSVC ABI with no C runtime (tests/msvc_host): one linked to
+// orinpoint.lib, one taking GetOrinPointObj with GetProcAddress. Each calls every operation
+// once and checks on its own that ReportPointNow cached its point before returning.
+TEST_F(ModuleTest, HostsBuiltForTheMsvcAbiCallEveryOperation) {
+  if (!testing::Exists(ProgramFolder() + "msvc_host_linked.exe")) {
+    GTEST_SKIP() << "MSVC-ABI hosts are Windows images";
+  }
+  for (const char* host : {"msvc_host_linked.exe", "msvc_host_loaded.exe"}) {
+    SCOPED_TRACE(host);
+    std::error_code ec;
+    fs::remove_all(DataFolder(), ec);
+    fs::remove(host_ + "orinhlp.log", ec);
+    fs::copy_file(ProgramFolder() + host, host_ + host, fs::copy_options::overwrite_existing);
+    platform::ProcessHandle p = platform::StartProcess("\"" + host_ + host + "\"");
+    ASSERT_NE(p, nullptr);
+    const bool ended = platform::WaitProcess(p, 300000);
+    std::uint32_t code = 0xFFFFFFFFu;
+    EXPECT_TRUE(ended && platform::ProcessExitCode(p, code));
+    platform::CloseProcess(p);
+    ASSERT_EQ(code, 0u);
+
+    const std::vector<Json::Value> events = CachedEvents();
+    ASSERT_EQ(events.size(), 2u);
+    EXPECT_EQ(events[0]["l"].asInt(), 1);
+    EXPECT_EQ(events[0]["n"].asInt(), 100);
+    EXPECT_EQ(ToFastText(events[0]["p"]), "{\"abi\":7}\n");  // kind 1 is ignored
+    EXPECT_EQ(events[1]["l"].asInt(), 3);
+    EXPECT_EQ(events[1]["n"].asInt(), 300);
+    EXPECT_FALSE(events[1].isMember("p"));
+    EXPECT_EQ(events[0]["u"], events[1]["u"]);
+    // PrepareAndSubmitCache, SubmitCache, SubmitCacheNow.
+    EXPECT_EQ(HelperRuns(), std::vector<std::string>(3, "-submit_cache"));
+  }
+}
+
 }  // namespace
 }  // namespace orin

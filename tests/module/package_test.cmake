@@ -1,18 +1,37 @@
-# Installs the built module into a fresh prefix, then configures, builds and runs a consumer
-# that only knows find_package(orinpoint).
+# Puts the module into a fresh prefix, then configures, builds and runs a consumer that only
+# knows find_package(orinpoint). The prefix is an install of BUILD_DIR, or with ARCHIVE a release
+# package (.tar.gz or .deb) unpacked into an empty folder.
 file(REMOVE_RECURSE ${WORK_DIR})
 function(run)
   execute_process(COMMAND ${ARGV} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE out)
   if(NOT rc EQUAL 0)
     message(FATAL_ERROR "${ARGV}\n${out}")
   endif()
+  set(out "${out}" PARENT_SCOPE)
 endfunction()
-run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${WORK_DIR}/prefix --component Unspecified)
-if(NOT EXISTS ${WORK_DIR}/prefix/include/orinpoint/IEventTap.h)
-  message(FATAL_ERROR "IEventTap.h was not installed")
+set(prefix ${WORK_DIR}/prefix)
+if(ARCHIVE MATCHES "\\.deb$")
+  file(MAKE_DIRECTORY ${WORK_DIR}/root)
+  run(dpkg-deb -x ${ARCHIVE} ${WORK_DIR}/root)
+  set(prefix ${WORK_DIR}/root/usr)
+  # The libraries the module needs come as the package's dependencies.
+  run(dpkg-deb -f ${ARCHIVE} Depends)
+  if(NOT out MATCHES "libcurl4" OR NOT out MATCHES "libjsoncpp")
+    message(FATAL_ERROR "the package depends on: ${out}")
+  endif()
+elseif(ARCHIVE)
+  file(ARCHIVE_EXTRACT INPUT ${ARCHIVE} DESTINATION ${prefix})
+else()
+  run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix} --component Unspecified)
 endif()
+foreach(f include/orinpoint/IEventTap.h bin/orinhlp.exe bin/orincache)
+  if(NOT EXISTS ${prefix}/${f})
+    message(FATAL_ERROR "${f} is not in the package")
+  endif()
+endforeach()
+run(${prefix}/bin/orincache --version)
 run(${CMAKE_COMMAND} -S ${CONSUMER_DIR} -B ${WORK_DIR}/build -G ${GENERATOR}
-    -DCMAKE_PREFIX_PATH=${WORK_DIR}/prefix)
+    -DCMAKE_PREFIX_PATH=${prefix})
 run(${CMAKE_COMMAND} --build ${WORK_DIR}/build)
 set(ENV{ORIN_COMMON_APPDATA} ${WORK_DIR}/appdata)
 set(ENV{ORIN_HOST_DIR} ${WORK_DIR})

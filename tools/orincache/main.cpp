@@ -9,6 +9,7 @@
 int main(int argc, char** argv) {
   CLI::App app{"Inspect an orinpoint event cache file (scrambled, length-prefixed records)."};
   app.require_subcommand(1);
+  app.set_version_flag("--version", std::string("orincache ") + ORIN_VERSION);
 
   std::string path;
   std::string json;

@@ -14,6 +14,7 @@
 int main(int argc, char** argv) {
   CLI::App app{"Loopback collection server: stores received events in SQLite and reports them."};
   app.require_subcommand(1);
+  app.set_version_flag("--version", std::string("orincollect ") + ORIN_VERSION);
 
   orincollect::ServeOptions serve;
   std::vector<std::string> fails, delays;

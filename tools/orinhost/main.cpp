@@ -79,6 +79,7 @@ int main(int argc, char** argv) {
   CLI::App app{
       "Stand-in host: loads the orinpoint module, reports points through GetOrinPointObj, then "
       "prints the decoded cache. Without a command it runs a short product session."};
+  app.set_version_flag("--version", std::string("orinhost ") + ORIN_VERSION);
   std::string module = orin::orinhost::DefaultModulePath();
   int timeoutSeconds = 30;
   int settleMs = 1500;

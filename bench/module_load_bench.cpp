@@ -1,0 +1,78 @@
+// The module's load as a host meets it (Linux only: the bench is a native program):
+//   BM_ModuleLoad        dlopen of liborinpoint.so plus the first GetOrinPointObj call, on the
+//                        calling thread (the module's start-up runs on its own thread)
+//   BM_ModuleLoad_Floor  dlopen of a trivial module plus the call of its one function
+// A module once loaded stays loaded (-z nodelete), so every round loads a fresh copy of the file.
+// The libraries the module needs (JsonCpp, libcurl, OpenSSL) are already mapped in this process,
+// which links them too: the figure is the module's own mapping, relocation, constructors and call.
+#include <dlfcn.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+#include <benchmark/benchmark.h>
+
+#include <orinpoint/IEventTap.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+const fs::path& Copies() {
+  static const fs::path dir = [] {
+    const auto stamp = std::chrono::steady_clock::now().time_since_epoch().count();
+    fs::path d = fs::temp_directory_path() / ("orin-load-bench-" + std::to_string(stamp));
+    fs::create_directories(d / "data");
+    // The started modules write their first-setup files here, not into the machine's folders.
+    setenv("ORIN_COMMON_APPDATA", (d / "data").c_str(), 0);
+    setenv("ORIN_HOST_DIR", d.c_str(), 0);
+    setenv("ORIN_LOCK_DIR", d.c_str(), 0);
+    return d;
+  }();
+  return dir;
+}
+
+struct CopiesCleanup {
+  ~CopiesCleanup() {
+    std::error_code ec;
+    fs::remove_all(Copies(), ec);
+  }
+} cleanup;
+
+int copies = 0;
+
+template <typename Call>
+void LoadFreshCopies(benchmark::State& state, const char* original, const char* symbol, Call call) {
+  for (auto _ : state) {
+    state.PauseTiming();
+    const fs::path copy = Copies() / (std::to_string(++copies) + ".so");
+    fs::copy_file(original, copy);
+    state.ResumeTiming();
+    void* module = dlopen(copy.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (module == nullptr) {
+      state.SkipWithError(dlerror());
+      return;
+    }
+    call(dlsym(module, symbol));
+  }
+}
+
+void BM_ModuleLoad(benchmark::State& state) {
+  LoadFreshCopies(state, ORIN_BENCH_MODULE, "GetOrinPointObj", [&](void* get) {
+    benchmark::DoNotOptimize(reinterpret_cast<GetOrinPointObjFn>(get)());
+  });
+}
+
+void BM_ModuleLoad_Floor(benchmark::State& state) {
+  LoadFreshCopies(state, ORIN_BENCH_TRIVIAL, "TrivialExport", [&](void* f) {
+    benchmark::DoNotOptimize(reinterpret_cast<int (*)()>(f)());
+  });
+}
+
+// Each loaded module keeps its thread until the process ends: few rounds, real time.
+BENCHMARK(BM_ModuleLoad)->Iterations(40)->UseRealTime()->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_ModuleLoad_Floor)->Iterations(40)->UseRealTime()->Unit(benchmark::kMicrosecond);
+
+}  // namespace

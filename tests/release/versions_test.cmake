@@ -1,0 +1,15 @@
+# Runs each program with --version: it must exit 0 and print "<name> <VERSION>".
+cmake_minimum_required(VERSION 3.20)
+foreach(program ${PROGRAMS} ${NATIVE_PROGRAMS})
+  set(runner)
+  if(program IN_LIST PROGRAMS AND EMULATOR)
+    set(runner ${EMULATOR})
+  endif()
+  get_filename_component(name ${program} NAME_WE)
+  execute_process(COMMAND ${runner} ${program} --version
+                  RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  string(STRIP "${out}" out)
+  if(NOT rc EQUAL 0 OR NOT out STREQUAL "${name} ${VERSION}")
+    message(SEND_ERROR "${name} --version: exit ${rc}, \"${out}\" ${err} (wanted \"${name} ${VERSION}\")")
+  endif()
+endforeach()
