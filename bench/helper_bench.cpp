@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -45,6 +46,9 @@ bool CollectorUp() {
                            " -subj /CN=127.0.0.1 -keyout " + kFolder + "/key.pem -out " +
                            kFolder + "/cert.pem >/dev/null 2>&1";
     if (std::system(mk.c_str()) != 0) return false;
+    // The delivery's locks live in the cache's folder unless told otherwise; a run of this
+    // benchmark alone has no data folder, so they go beside the collector's files.
+    setenv("ORIN_LOCK_DIR", std::filesystem::absolute(kFolder).string().c_str(), 0);
     static orin::platform::ProcessHandle collector = orin::platform::StartProcess(
         std::string(ORIN_BENCH_COLLECTOR) + " serve --quiet --test-routes --db " + kFolder + "/events.db --cert " +
         kFolder + "/cert.pem --key " + kFolder + "/key.pem --ready " + kFolder + "/ready");
