@@ -64,38 +64,31 @@ unsigned CEventTap::ThreadMain(void* self) {
 
 // Boundary of the facade thread: a request that throws is dropped, the next ones still run.
 void CEventTap::Handle(const EventTapRequest& request) {
+  const bool handedOver = request.type == EventTapRequest::kReportNowCache ||
+                          request.type == EventTapRequest::kReportNowSend ||
+                          request.type == EventTapRequest::kSubmitCacheNow;
   try {
     switch (request.type) {
       case EventTapRequest::kInitialize:
         InitializeEngine();
-        MarkStartUpDone();
-        return;
+        break;
       case EventTapRequest::kSubmitCache:
-        if (CQuillAnalyze* engine = engine_.load()) engine->LaunchCacheSubmit();
-        return;
       case EventTapRequest::kSubmitCacheNow:
         if (CQuillAnalyze* engine = engine_.load()) engine->LaunchCacheSubmit();
-        handedOver_.fetch_sub(1);
-        return;
+        break;
       case EventTapRequest::kRecordPoint:
       case EventTapRequest::kPrepareAndSubmit:
-        if (CQuillAnalyze* engine = engine_.load()) ReportOrPrepare(engine, request);
-        return;
       case EventTapRequest::kReportNowCache:
       case EventTapRequest::kReportNowSend:
         if (CQuillAnalyze* engine = engine_.load()) ReportOrPrepare(engine, request);
-        handedOver_.fetch_sub(1);
-        return;
+        break;
       default:
-        return;
+        break;
     }
   } catch (...) {
-    if (request.type == EventTapRequest::kInitialize) MarkStartUpDone();
-    const bool handedOver = request.type == EventTapRequest::kReportNowCache ||
-                            request.type == EventTapRequest::kReportNowSend ||
-                            request.type == EventTapRequest::kSubmitCacheNow;
-    if (handedOver) handedOver_.fetch_sub(1);
   }
+  if (request.type == EventTapRequest::kInitialize) MarkStartUpDone();
+  if (handedOver) handedOver_.fetch_sub(1);
 }
 
 // The file reads come first, outside the engine's state lock; the engine's setters and the
