@@ -73,10 +73,12 @@ std::string LockPath(const wchar_t* name) {
 int OpenPath(const std::string& path, bool create) {
   int fd;
   do {
-    fd = ::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC | (create ? O_CREAT : 0), 0666);
+    fd = ::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC | (create ? O_CREAT : 0), 0660);
   } while (fd < 0 && errno == EINTR);
-  // Other users share the lock file as they would share the mutex; umask must not stop them.
-  if (fd >= 0 && create) (void)::fchmod(fd, 0666);
+  // The owner and the data folder's group, who may write the cache, share the lock whatever the
+  // umask; other users cannot even open it, so they cannot hold it and stall the host's appends.
+  // A lock file an older build left open to everyone is narrowed by its owner.
+  if (fd >= 0) (void)::fchmod(fd, 0660);
   return fd;
 }
 

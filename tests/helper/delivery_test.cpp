@@ -1,5 +1,9 @@
 // orinhlp -submit_cache against the real collector: whole deliveries, refused batches, and what
 // a second run does with what the first one left.
+#include <sys/stat.h>
+
+#include <cstdlib>
+
 #include "helper_fixture.h"
 
 namespace orin::testing {
@@ -35,6 +39,15 @@ TEST_F(DeliveryTest, DeliversTenThousandEventsInBatchesInCacheOrder) {
     EXPECT_FALSE(Exists(cache_));
     EXPECT_FALSE(Exists(claimed()));
     EXPECT_FALSE(Exists(progress()));
+  }
+  // POSIX: the cache's lock lives in the shared data folder, open to its owner and group only.
+  const char* appData = std::getenv("ORIN_COMMON_APPDATA");
+  if (!platform::kIsWindows && appData != nullptr && std::getenv("ORIN_LOCK_DIR") == nullptr) {
+    const std::string lock = std::string(appData) +
+                             "/QuillBR/orinpoint-GLOBAL_2f_{C5FD4B75-0292-4B34-9408-0B6CFB5FAE48}.lock";
+    struct stat st {};
+    ASSERT_EQ(stat(lock.c_str(), &st), 0) << lock;
+    EXPECT_EQ(st.st_mode & 0777, 0660u);
   }
 }
 
