@@ -24,7 +24,9 @@ def rate(b):
     for key in ("items_per_second", "bytes_per_second"):
         if key in b:
             return b[key], key.replace("_per_second", "/s")
-    return 1e9 / b["real_time"] if b.get("real_time") else 0.0, "runs/s"
+    # real_time is in the benchmark's own time unit.
+    per_second = {"ns": 1e9, "us": 1e6, "ms": 1e3, "s": 1.0}.get(b.get("time_unit", "ns"), 1e9)
+    return per_second / b["real_time"] if b.get("real_time") else 0.0, "runs/s"
 
 
 def human(v):
