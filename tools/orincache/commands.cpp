@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <optional>
 #include <ostream>
+#include <sstream>
 #include <vector>
 
 #include <json/value.h>
@@ -51,12 +52,8 @@ std::string OneLine(const std::string& text) {
 // Whole records of a file and the bytes of its damaged stretches; false when it is absent.
 bool Count(const std::string& path, std::int64_t& events, std::int64_t& damagedBytes) {
   std::string bytes;
-  std::FILE* f = std::fopen(path.c_str(), "rb");
-  if (f == nullptr) return false;
-  char block[65536];
-  std::size_t got;
-  while ((got = std::fread(block, 1, sizeof block, f)) > 0) bytes.append(block, got);
-  std::fclose(f);
+  std::ostringstream absent;  // an absent file is an answer here, not an error
+  if (!ReadAll(path, bytes, absent)) return false;
   events = 0;
   damagedBytes = 0;
   for (const ScannedRecord& r : ScanCacheBytes(bytes.data(), std::int64_t(bytes.size()))) {
