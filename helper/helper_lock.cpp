@@ -23,4 +23,18 @@ HelperLock::~HelperLock() {
   if (handle_ != nullptr) platform::CloseNamedMutex(handle_);
 }
 
+bool TakeHelperLock(HelperLock& lock, std::uint32_t waitMs, const Report& report, Result& ended) {
+  switch (lock.Acquire(waitMs)) {
+    case HelperLock::Outcome::kOwned:
+      return true;
+    case HelperLock::Outcome::kBusy:
+      report.Note("another helper is running: the work is left to it");
+      ended = Result::Ok();
+      return false;
+    default:
+      ended = Result::Fail(kLocalFiles, "cannot take the helper lock");
+      return false;
+  }
+}
+
 }  // namespace orin::helper

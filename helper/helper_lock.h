@@ -1,6 +1,7 @@
 #pragma once
 #include <cstdint>
 
+#include "helper/report.h"
 #include "platform/named_mutex.h"
 
 namespace orin::helper {
@@ -28,5 +29,10 @@ class HelperLock {
   platform::MutexHandle handle_ = nullptr;
   bool owned_ = false;
 };
+
+// A command's start: true when the lock is owned. Otherwise `ended` is the command's end: a
+// lock kept busy leaves the work to its holder (success, said to support staff), a lock that
+// cannot be made at all is a local-file failure.
+bool TakeHelperLock(HelperLock& lock, std::uint32_t waitMs, const Report& report, Result& ended);
 
 }  // namespace orin::helper

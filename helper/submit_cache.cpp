@@ -157,14 +157,8 @@ Result SubmitCache(const Settings& settings, std::int32_t batch, const Report& r
     return Result::Fail(kBadUsage, "unusable collect address '" + settings.address + "'");
   }
   HelperLock lock;
-  const HelperLock::Outcome locked = lock.Acquire(settings.lockWaitMs);
-  if (locked == HelperLock::Outcome::kBusy) {
-    report.Note("another helper is delivering: the work is left to it");
-    return Result::Ok();
-  }
-  if (locked != HelperLock::Outcome::kOwned) {
-    return Result::Fail(kLocalFiles, "cannot take the helper lock");
-  }
+  Result ended;
+  if (!TakeHelperLock(lock, settings.lockWaitMs, report, ended)) return ended;
   // A backup the module moved aside goes out in this run too, under the current device id.
   const Result restamped = RestampBackup(settings, report);
   if (restamped.code != 0) report.Note(restamped.reason);

@@ -18,14 +18,8 @@ namespace orin::helper {
 Result UpdateCache(const Settings& settings, const Report& report) {
   if (settings.cachePath.empty()) return Result::Fail(kBadUsage, "no cache path in OrAnacfg.ini");
   HelperLock lock;
-  const HelperLock::Outcome locked = lock.Acquire(settings.lockWaitMs);
-  if (locked == HelperLock::Outcome::kBusy) {
-    report.Note("another helper is running: the work is left to it");
-    return Result::Ok();
-  }
-  if (locked != HelperLock::Outcome::kOwned) {
-    return Result::Fail(kLocalFiles, "cannot take the helper lock");
-  }
+  Result ended;
+  if (!TakeHelperLock(lock, settings.lockWaitMs, report, ended)) return ended;
   return RestampBackup(settings, report);
 }
 
