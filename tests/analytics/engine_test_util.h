@@ -11,10 +11,7 @@
 #include "analytics/CQuillAnalyze.h"
 #include "analytics/event_json.h"
 #include "common/json_text.h"
-#include "platform/host_paths.h"
-#include "platform/os.h"
-#include "support/Programs.h"
-#include "support/TempDir.h"
+#include "support/HostFiles.h"
 
 namespace orin::testing {
 
@@ -53,6 +50,13 @@ class RecordingEngine : public CQuillAnalyze {
   std::vector<std::string> names_, texts_;
 };
 
+// Heap engines go through Release, so a leak or a wrong destructor shows under LeakSanitizer.
+struct ReleaseEngine {
+  void operator()(IQuillAnalyze* engine) const { engine->Release(); }
+};
+template <typename T = CQuillAnalyze>
+using Engine = std::unique_ptr<T, ReleaseEngine>;
+
 // The engine caches its INI paths per process, so every test shares the files beside the program.
 class EngineTest : public ::testing::Test {
  protected:
@@ -61,16 +65,12 @@ class EngineTest : public ::testing::Test {
   static void RemoveProgramFiles() {
     for (const char* name :
          {"OrAnacfg.ini", "other.ini", "BackupRecovery.ini", "orinhlp.ctl", "orinhlp.log"}) {
-      std::remove((ProgramFolder() + name).c_str());
+      std::remove(Beside(name).c_str());
     }
   }
-  // Heap engines go through Release, so a leak or a wrong destructor shows under LeakSanitizer.
-  struct ReleaseEngine {
-    void operator()(IQuillAnalyze* engine) const { engine->Release(); }
-  };
   template <typename T = CQuillAnalyze>
-  std::unique_ptr<T, ReleaseEngine> MakeInitialized() {
-    std::unique_ptr<T, ReleaseEngine> engine(new T);
+  Engine<T> MakeInitialized() {
+    Engine<T> engine(new T);
     EXPECT_TRUE(engine->InitializeWithIdFile(cachePath(), dir.File("id.ini"), "", nullptr));
     return engine;
   }

@@ -12,31 +12,19 @@
 #include "analytics/helper_command.h"
 #include "cache/CacheFileLock.h"
 #include "engine_test_util.h"
-#include "platform/profile.h"
 
 namespace orin {
 namespace {
 
-using testing::ReadBytes;
-using HelperTest = testing::EngineTest;
+using namespace orin::testing;
+using HelperTest = EngineTest;
 
-const std::string kSep(1, platform::kPathSep);
-std::string Beside(const char* name) { return testing::ProgramFolder() + name; }
-
-std::string ReadIni(const std::string& path, const char* section, const char* key) {
-  char buffer[260] = {};
-  platform::ReadProfileString(section, key, "<absent>", buffer, sizeof buffer, path.c_str());
-  return buffer;
-}
 std::string Recorded(const char* key) { return ReadIni(Beside("OrAnacfg.ini"), "Analyze", key); }
-void WriteIni(const std::string& path, const char* section, const char* key, const char* value) {
-  platform::WriteProfileString(section, key, value, path.c_str());
-}
 
 // The stand-in's log, once it holds `count` runs: a line per run, its arguments tab-separated.
 std::string Runs(std::size_t count = 0) {
   std::string log;
-  testing::WaitUntil([&] {
+  WaitUntil([&] {
     log = ReadBytes(Beside("orinhlp.log"));
     return static_cast<std::size_t>(std::count(log.begin(), log.end(), '\n')) >= count;
   });
@@ -45,16 +33,14 @@ std::string Runs(std::size_t count = 0) {
 // How long the stand-in sleeps before it logs.
 void DelayHelper(unsigned ms) { std::ofstream(Beside("orinhlp.ctl")) << ms; }
 
-class ConfigTest : public testing::EngineTest {
+class ConfigTest : public EngineTest {
  protected:
   // The engine never creates "QuillBR" itself. On POSIX the shared data folder is the test's own
   // (ORIN_COMMON_APPDATA); under Windows it is the system's, which these tests own under Wine.
   void SetUp() override {
     EngineTest::SetUp();
-    testing::SetEnvironment("ORIN_COMMON_APPDATA", dir.File("common-appdata"));
-    char appData[260] = {};
-    platform::CommonAppDataFolder(appData, sizeof appData);
-    quillBR = appData + kSep + "QuillBR";
+    SetEnvironment("ORIN_COMMON_APPDATA", dir.File("common-appdata"));
+    quillBR = SharedDataFolder();
     std::filesystem::create_directories(quillBR);
     userConfig = quillBR + kSep + "usercfg.ini";
     std::filesystem::remove(userConfig);
@@ -82,7 +68,7 @@ TEST_F(ConfigTest, OnlyExperienceValueOneOrAbsentMeansOn) {
   const std::string other = Beside("other.ini");
   WriteIni(other, "UserExperience", "ExperienceValue", "0");
   EXPECT_FALSE(CQuillAnalyze().Initialize(dir.File("c.dat"), "https://c/x", false, false, nullptr));
-  EXPECT_FALSE(testing::Exists(Beside("OrAnacfg.ini")));
+  EXPECT_FALSE(Exists(Beside("OrAnacfg.ini")));
   auto on = MakeInitialized();  // the id-file form does not ask
   for (const char* value : {"2", "0", "<absent>", "1"}) {
     std::remove(other.c_str());
@@ -142,7 +128,7 @@ TEST_F(ConfigTest, UserConfigIsPlacedInAMissingSharedFolderWithoutCreatingIt) {
   CQuillAnalyze e;
   EXPECT_TRUE(e.PrepareUserConfig(false));
   EXPECT_EQ(e.GetLastErrorCode(), 0);
-  EXPECT_FALSE(testing::Exists(quillBR));
+  EXPECT_FALSE(Exists(quillBR));
   EXPECT_EQ(std::string(e.GetUserConfigPath()), userConfig);
   EXPECT_EQ(Recorded("usercfg"), userConfig);
 }
@@ -175,12 +161,12 @@ TEST_F(ConfigTest, FirstStartPlacesUserConfigInTheSharedFolderAndRecordsIt) {
   EXPECT_EQ(e.commonDetails().at("xid").text, "src");
 
   // What is recorded wins over the arguments, and the file is not rewritten.
-  const std::string before = testing::ReadBytes(Beside("OrAnacfg.ini"));
+  const std::string before = ReadBytes(Beside("OrAnacfg.ini"));
   CQuillAnalyze again;
   ASSERT_TRUE(again.Initialize(dir.File("other.dat"), "https://other/x", false, false, ""));
   EXPECT_EQ(again.cachePath() + " " + again.collectAddress(),
             dir.File("c.dat") + " " + Recorded("Address"));
-  EXPECT_EQ(testing::ReadBytes(Beside("OrAnacfg.ini")), before);
+  EXPECT_EQ(ReadBytes(Beside("OrAnacfg.ini")), before);
 }
 
 TEST_F(ConfigTest, UnderAHostUserConfigIsNotRecordedAndItsIdOnlyGoesIntoEvents) {
@@ -294,10 +280,10 @@ TEST_F(HelperTest, CacheAppendWaitsForTheLockAndBackupReplacesTheOldOneAndStarts
 
   const std::string backup = cachePath() + "-bak";
   const std::string update = std::string(e->GetHelperPath()) + "\t-update_cache\n";
-  testing::WriteBytes(backup, "old");
+  WriteBytes(backup, "old");
   e->BackupCacheFile();
   EXPECT_EQ(ReadBytes(backup), "first\"second\"\n");
-  EXPECT_FALSE(testing::Exists(cachePath()));
+  EXPECT_FALSE(Exists(cachePath()));
   EXPECT_EQ(Runs(1), update);
   e->BackupCacheFile();  // no cache file: the backup stays, the helper still starts
   EXPECT_EQ(ReadBytes(backup), "first\"second\"\n");

@@ -12,7 +12,7 @@ namespace {
 using ConcurrencyTest = HelperTest;
 
 std::string AppendWorker() {
-  return ProgramFolder() + ".." + Sep() + "cache" + Sep() +
+  return ProgramFolder() + ".." + kSep + "cache" + kSep +
          (platform::kIsWindows ? "cache_append_worker.exe" : "cache_append_worker");
 }
 

@@ -191,7 +191,9 @@ TEST_F(DeliveryTest, DamageLosesOnlyItselfAndItsBytesAreKeptBesideTheCache) {
     Collector::Stage();
     platform::RemoveFile((cache_ + ".damaged").c_str());
     WriteBytes(c.viaUpdate ? cache_ + "-bak" : cache_, c.bytes);
-    if (c.viaUpdate) ASSERT_EQ(Run("-update_cache"), 0);
+    if (c.viaUpdate) {
+      ASSERT_EQ(Run("-update_cache"), 0);
+    }
 
     ASSERT_EQ(Run("-submit_cache --batch 40"), 0);
     const auto counts = CountByPoint(Collector::Events());

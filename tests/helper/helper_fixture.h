@@ -12,16 +12,10 @@
 
 #include "cache/CAnalyticsFile.h"
 #include "cache/record_format.h"
-#include "common/json_text.h"
 #include "net/http_client.h"
 #include "platform/files.h"
-#include "platform/host_paths.h"
 #include "platform/last_error.h"
-#include "platform/os.h"
-#include "platform/process.h"
-#include "platform/profile.h"
-#include "support/Programs.h"
-#include "support/TempDir.h"
+#include "support/HostFiles.h"
 
 namespace orin::testing {
 
@@ -65,8 +59,6 @@ inline std::map<std::pair<int, int>, int> CountByPoint(const Json::Value& events
   return counts;
 }
 
-inline std::string Sep() { return std::string(1, platform::kPathSep); }
-
 class HelperTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -77,11 +69,11 @@ class HelperTest : public ::testing::Test {
     // The shared data folder, where the POSIX lock files live.
     if (const char* appData = std::getenv("ORIN_COMMON_APPDATA")) {
       platform::CreateDir(appData);
-      platform::CreateDir((appData + Sep() + "QuillBR").c_str());
+      platform::CreateDir((appData + kSep + "QuillBR").c_str());
     }
     host_ = dir_.File("host");
     platform::CreateDir(host_.c_str());
-    const std::string built = ProgramFolder() + ".." + Sep() + ".." + Sep() + "helper" + Sep() + "orinhlp.exe";
+    const std::string built = ProgramFolder() + ".." + kSep + ".." + kSep + "helper" + kSep + "orinhlp.exe";
     ASSERT_TRUE(platform::CopyFileOverwriting(built.c_str(), helper().c_str())) << built;
     cache_ = dir_.File("KD_OF.dat");
     WriteIni("Analyze", "Cache", cache_);
@@ -89,14 +81,13 @@ class HelperTest : public ::testing::Test {
     WriteIni("Analyze", "usercfg", dir_.File("usercfg.ini"));
   }
 
-  std::string helper() const { return host_ + Sep() + "orinhlp.exe"; }
+  std::string helper() const { return host_ + kSep + "orinhlp.exe"; }
   std::string claimed() const { return cache_ + ".sending"; }
   std::string progress() const { return cache_ + ".sent"; }
 
   void WriteIni(const char* section, const char* key, const std::string& value,
                 const char* file = "OrAnacfg.ini") {
-    ASSERT_TRUE(platform::WriteProfileString(section, key, value.c_str(),
-                                             (host_ + Sep() + file).c_str()));
+    testing::WriteIni(host_ + kSep + file, section, key, value);
   }
 
   static Json::Value Event(int l, int n) {
@@ -130,14 +121,7 @@ class HelperTest : public ::testing::Test {
     return nullptr;
   }
 
-  static int Finish(platform::ProcessHandle process) {
-    if (process == nullptr) return -1;
-    platform::WaitProcess(process, 0xFFFFFFFFu);
-    std::uint32_t code = 0xDEAD;
-    platform::ProcessExitCode(process, code);
-    platform::CloseProcess(process);
-    return static_cast<int>(code);
-  }
+  static int Finish(platform::ProcessHandle process) { return ExitCodeOf(process); }
 
   int Run(const std::string& args) { return Finish(Start(args)); }
 

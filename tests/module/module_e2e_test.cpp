@@ -1,6 +1,7 @@
 // From GetOrinPointObj to the decoded cache: orinhost drives the built module from a sandbox
 // host folder, as the product would, and the tests read the cache and the stand-in helper's log.
 #include <ctime>
+#include <fstream>
 
 #include "module_test_fixture.h"
 
@@ -43,9 +44,20 @@ TEST_F(ModuleTest, PointsReachTheCacheInOrderWithTheirCommonProperties) {
 
   // The module told the helper where the cache is.
   const std::string config = host_ + "OrAnacfg.ini";
-  EXPECT_EQ(ReadIni(config, "Analyze", "Cache"), DataFolder() + kSep + "KD_OF.dat");
+  EXPECT_EQ(ReadIni(config, "Analyze", "Cache"), SharedDataFolder() + kSep + "KD_OF.dat");
   EXPECT_EQ(ReadIni(config, "Analyze", "Address"),
             std::string("https://") + ORIN_PRIMARY_HOST + "/api/v2/soft/collect");
+
+  // The first setup is written once and the device id kept: the next start reports both again.
+  const std::string shared = SharedDataFolder() + kSep + "BackupRecovery.ini";
+  const std::string firstSetup = ReadIni(shared, "Date", "FirstSetup");
+  EXPECT_EQ(events[0]["i"].asString(), firstSetup);
+  Host("point 1 2 , record , wait 1");
+  EXPECT_EQ(ReadIni(shared, "Date", "FirstSetup"), firstSetup);
+  const std::vector<Json::Value> again = CachedEvents();
+  ASSERT_EQ(again.size(), 5u);
+  EXPECT_EQ(again[4]["i"].asString(), firstSetup);
+  EXPECT_EQ(again[4]["u"], events[0]["u"]);
 }
 
 // A name that does not fit the request's 260-byte field is refused whole: the point goes
@@ -75,8 +87,8 @@ TEST_F(ModuleTest, UploadsStartTheHelperAndAPreparedPointWaitsForTheNextReport) 
 }
 
 TEST_F(ModuleTest, HostFilesChooseEditionEndpointLanguageAndMarketingValues) {
-  fs::create_directories(DataFolder());
-  const std::string shared = DataFolder() + kSep + "BackupRecovery.ini";
+  fs::create_directories(SharedDataFolder());
+  const std::string shared = SharedDataFolder() + kSep + "BackupRecovery.ini";
   WriteIni(host_ + "BackupRecovery.ini", "EventTap", "switch", "0");
   WriteIni(host_ + "Version.ini", "cust", "cust_type", "QL_Copier");
   WriteIni(host_ + "Version.ini", "VersionInfo", "versionCode", "7");
@@ -187,7 +199,7 @@ TEST_F(ModuleTest, AHostMayUnloadTheModuleOrEndWhileItsThreadWorks) {
 
   HoldDeviceIdRequest(600000);
   std::error_code ec;
-  fs::remove_all(DataFolder(), ec);  // no stored device id: the start-up asks the server
+  fs::remove_all(SharedDataFolder(), ec);  // no stored device id: the start-up asks the server
   Host("point 6 6 , record , sleep 300");
 }
 
@@ -209,18 +221,27 @@ TEST_F(ModuleTest, PostsBeyondTheQueuesBoundAreRefusedWhileTheThreadIsStuck) {
   }
 }
 
-TEST_F(ModuleTest, FirstSetupIsWrittenOnceAndTheDeviceIdKept) {
+// The host's companion library, as the Windows product ships it beside its executable.
+TEST_F(ModuleTest, CompanionLibraryGivesTheLanguageAndTheHostFlag) {
+  if (!Exists(ProgramFolder() + "Comn.dll")) GTEST_SKIP() << "the companion library is a Windows image";
+  fs::copy_file(ProgramFolder() + "Comn.dll", host_ + "Comn.dll");
+  std::ofstream(host_ + "comn.txt") << "0 4";
   Host("point 1 1 , record , wait 1");
-  const std::string shared = DataFolder() + kSep + "BackupRecovery.ini";
-  const std::string firstSetup = ReadIni(shared, "Date", "FirstSetup");
-  ASSERT_FALSE(firstSetup.empty());
-  Host("point 1 2 , record , wait 1");
-  EXPECT_EQ(ReadIni(shared, "Date", "FirstSetup"), firstSetup);
-  const std::vector<Json::Value> events = CachedEvents();
-  ASSERT_EQ(events.size(), 2u);
-  EXPECT_EQ(events[0]["i"].asString(), firstSetup);
-  EXPECT_EQ(events[1]["i"].asString(), firstSetup);
-  EXPECT_EQ(events[0]["u"], events[1]["u"]);
+  std::vector<Json::Value> events = CachedEvents();
+  ASSERT_EQ(events.size(), 1u);
+  EXPECT_EQ(events[0]["la"].asInt(), 3);  // host language 4
+  EXPECT_EQ(ReadIni(host_ + "OrAnacfg.ini", "Analyze", "usercfg"), SharedDataFolder() + kSep + "usercfg.ini");
+
+  // Under a host the user configuration is not recorded, and without a stored device id the
+  // module stays off: nothing is cached and no upload starts.
+  fs::remove_all(SharedDataFolder());
+  fs::remove(host_ + "OrAnacfg.ini");
+  std::ofstream(host_ + "comn.txt") << "1 4";
+  Host("point 1 2 , record , submitnow , sleep 1000");
+  EXPECT_TRUE(CachedEvents().empty());
+  EXPECT_TRUE(HelperRuns().empty());
+  EXPECT_EQ(ReadIni(host_ + "OrAnacfg.ini", "Analyze", "usercfg"), "<absent>");
+  EXPECT_EQ(ReadIni(host_ + "OrAnacfg.ini", "Analyze", "Cache"), SharedDataFolder() + kSep + "KD_OF.dat");
 }
 
 // Hosts built by clang for the MSVC ABI with no C runtime (tests/msvc_host): one linked to
@@ -233,16 +254,10 @@ TEST_F(ModuleTest, HostsBuiltForTheMsvcAbiCallEveryOperation) {
   for (const char* host : {"msvc_host_linked.exe", "msvc_host_loaded.exe"}) {
     SCOPED_TRACE(host);
     std::error_code ec;
-    fs::remove_all(DataFolder(), ec);
+    fs::remove_all(SharedDataFolder(), ec);
     fs::remove(host_ + "orinhlp.log", ec);
     fs::copy_file(ProgramFolder() + host, host_ + host, fs::copy_options::overwrite_existing);
-    platform::ProcessHandle p = platform::StartProcess("\"" + host_ + host + "\"");
-    ASSERT_NE(p, nullptr);
-    const bool ended = platform::WaitProcess(p, 300000);
-    std::uint32_t code = 0xFFFFFFFFu;
-    EXPECT_TRUE(ended && platform::ProcessExitCode(p, code));
-    platform::CloseProcess(p);
-    ASSERT_EQ(code, 0u);
+    ASSERT_EQ(ExitCodeOf(platform::StartProcess("\"" + host_ + host + "\""), 300000), 0);
 
     const std::vector<Json::Value> events = CachedEvents();
     ASSERT_EQ(events.size(), 2u);

@@ -14,50 +14,29 @@
 namespace orin {
 namespace {
 
-using testing::Exists;
-using testing::ProgramFolder;
-using testing::ReadBytes;
-using testing::TestServer;
-using testing::WriteBytes;
+using namespace orin::testing;
 
 const std::string kUuid = "3f2a6c1e-0b7d-4e59-9a81-2c4d6e8f0a1b";
 const std::string kServerId = "dev_id_" + kUuid;
 const std::string kOldId = "dev_id_00000000-1111-2222-3333-444444444444";
 const std::string kCollect = "https://127.0.0.1/api/v2/soft/collect";
 
-std::string ReadIni(const std::string& path, const char* section, const char* key) {
-  char buffer[260] = {};
-  platform::ReadProfileString(section, key, "<absent>", buffer, sizeof buffer, path.c_str());
-  return buffer;
-}
-void WriteIni(const std::string& path, const char* section, const char* key, const std::string& v) {
-  platform::WriteProfileString(section, key, v.c_str(), path.c_str());
-}
-std::string Beside(const char* name) { return ProgramFolder() + name; }
 std::string DevIdReply(const std::string& id) { return "{\"code\":0,\"dev_id\":\"" + id + "\"}"; }
 
-struct ReleaseEngine {
-  void operator()(CQuillAnalyze* e) const { e->Release(); }
-};
-using Engine = std::unique_ptr<CQuillAnalyze, ReleaseEngine>;
+using Engine = testing::Engine<>;
 
-class OnlineEngineTest : public testing::ServerTest {
+// The engine's INI files beside the program, its cache and usercfg.ini in the test's folder.
+class OnlineEngineTest : public EngineTest {
  protected:
   void SetUp() override {
-    ServerTest::SetUp();
-    if (IsSkipped()) return;
-    RemoveProgramFiles();
+    if (TestServer::Folder().empty()) GTEST_SKIP() << "run through ctest (tests/net/with-servers)";
+    EngineTest::SetUp();
+    TestServer::Reset({});
     userConfig = dir.File("usercfg.ini");
-    cache = dir.File("KD_OF.dat");
+    cache = cachePath();
     WriteIni(Beside("OrAnacfg.ini"), "Analyze", "usercfg", userConfig);
     WriteIni(Beside("OrAnacfg.ini"), "Analyze", "Cache", cache);
     WriteIni(Beside("OrAnacfg.ini"), "Analyze", "Address", kCollect);
-  }
-  void TearDown() override { RemoveProgramFiles(); }
-  static void RemoveProgramFiles() {
-    for (const char* name : {"OrAnacfg.ini", "other.ini", "orinhlp.log", "orinhlp.ctl"}) {
-      std::remove(Beside(name).c_str());
-    }
   }
   Engine Start(const char* xid = "ab12", bool hostFlag = false) {
     Engine engine(new CQuillAnalyze);
@@ -71,7 +50,6 @@ class OnlineEngineTest : public testing::ServerTest {
     EXPECT_TRUE(platform::WaitThread(t, 0xFFFFFFFF));
     platform::CloseThread(t);
   }
-  testing::TempDir dir;
   std::string userConfig, cache;
 };
 
@@ -279,11 +257,8 @@ class FirstStartTest : public OnlineEngineTest {
       GTEST_SKIP() << "run through ctest, which sets ORIN_COMMON_APPDATA";
     }
     std::remove(Beside("OrAnacfg.ini").c_str());
-    char appData[260] = {};
-    platform::CommonAppDataFolder(appData, sizeof appData);
-    const std::string sep(1, platform::kPathSep);
-    std::filesystem::create_directories(appData + sep + "QuillBR");
-    sharedConfig = appData + sep + "QuillBR" + sep + "usercfg.ini";
+    std::filesystem::create_directories(SharedDataFolder());
+    sharedConfig = SharedDataFolder() + kSep + "usercfg.ini";
     std::remove(sharedConfig.c_str());
   }
   void TearDown() override {
