@@ -20,6 +20,7 @@ import argparse
 import glob
 import json
 import os
+import signal
 import subprocess
 import sys
 import time
@@ -71,7 +72,7 @@ def failures(build):
     return sorted(failed)
 
 
-def run_suite(build, jobs):
+def run_suite(build, jobs, timeout):
     results = os.path.join(build, "test-results")
     for old in glob.glob(os.path.join(results, "*.xml")):
         os.remove(old)
@@ -80,7 +81,7 @@ def run_suite(build, jobs):
                            stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL).returncode == 0
     if not built:
         return None
-    subprocess.run(["ctest", "--test-dir", build, "-j", str(jobs), "--timeout", "600",
+    subprocess.run(["ctest", "--test-dir", build, "-j", str(jobs), "--timeout", str(timeout),
                     "--output-junit", os.path.join(results, "ctest.junit.xml")],
                    stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     return failures(build)
@@ -93,7 +94,11 @@ def main():
     ap.add_argument("--only", default="")
     ap.add_argument("--json", default="")
     ap.add_argument("--jobs", type=int, default=os.cpu_count() or 2)
+    # A fault that makes a program wait for what never comes is caught by this limit.
+    ap.add_argument("--timeout", type=int, default=180, help="seconds a test program may take")
     args = ap.parse_args()
+    # A stop by signal still puts the sources back (SystemExit runs the finally below).
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(2))
 
     faults = parse_faults(args.faults)
     if args.only:
@@ -106,7 +111,7 @@ def main():
 
     started = time.time()
     print("baseline ...", flush=True)
-    baseline = run_suite(args.build, args.jobs)
+    baseline = run_suite(args.build, args.jobs, args.timeout)
     if baseline is None or baseline:
         sys.exit(f"the suite must build and pass before faults are added: {baseline}")
 
@@ -118,7 +123,7 @@ def main():
         try:
             with open(path, "w", encoding="utf-8") as out:
                 out.write(original.replace(f["old"], f["new"]))
-            caught = run_suite(args.build, args.jobs)
+            caught = run_suite(args.build, args.jobs, args.timeout)
         finally:
             with open(path, "w", encoding="utf-8") as out:
                 out.write(original)
@@ -133,7 +138,7 @@ def main():
         for name in caught or []:
             print(f"    {name}", flush=True)
         report[f["id"]] = {"about": f["about"], "caught_by": caught}
-    run_suite(args.build, args.jobs)  # leaves the build as the sources are
+    run_suite(args.build, args.jobs, args.timeout)  # leaves the build as the sources are
     minutes = (time.time() - started) / 60
     print(f"{len(faults)} faults, {len(faults) - len(missed)} caught, missed: "
           f"{', '.join(missed) or 'none'}; {minutes:.0f} min")
