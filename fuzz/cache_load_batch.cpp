@@ -1,4 +1,8 @@
-// LoadFile + the batch readers + the rewrite, over arbitrary file contents.
+// LoadFile + the batch readers + the rewrite, over arbitrary file contents. What a partial
+// delivery keeps is always an exact tail of what was there.
+#include <cstdlib>
+#include <cstring>
+
 #include <json/value.h>
 
 #include "cache/CAnalyticsFile.h"
@@ -17,6 +21,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   count = 1 << 20;
   file.ReadNextBatchWithUser(out, count, "fuzz");
   file.PutBack(count / 2);
-  file.CommitConsumed(path);
+  if (!file.CommitConsumed(path)) {
+    const std::string left = input.Contents();
+    if (left.size() > size || std::memcmp(left.data(), data + (size - left.size()), left.size()) != 0) {
+      std::abort();
+    }
+  }
   return 0;
 }

@@ -30,6 +30,15 @@ class FuzzFile {
 
   // nullptr when the input could not be written.
   const char* path() const { return ok_ ? Path().c_str() : nullptr; }
+  // What the file holds now.
+  std::string Contents() const {
+    std::string out;
+    char buffer[4096];
+    for (ssize_t n; (n = ::pread(Fd(), buffer, sizeof buffer, static_cast<off_t>(out.size()))) > 0;) {
+      out.append(buffer, static_cast<std::size_t>(n));
+    }
+    return out;
+  }
 
  private:
   static int Fd() {

@@ -1,5 +1,4 @@
 #include <new>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -333,35 +332,6 @@ TEST_F(CacheFile, DamageStopsEveryReaderAndKeepsWhatCameBefore) {
     file_.PutBack(1);
     EXPECT_FALSE(file_.CommitConsumed(path_.c_str()));
     EXPECT_EQ(ReadBytes(path_), bytes);
-  }
-}
-
-// Random content: readers must stay inside their buffers (ASan watches) and the rewrite after a
-// partial delivery is always an exact suffix of what was there.
-TEST_F(CacheFile, RandomBytesNeverBreakTheReadersOrTheRewrite) {
-  std::mt19937 rng(20261123);
-  for (int round = 0; round < 300; ++round) {
-    std::string bytes;
-    for (int p = static_cast<int>(rng() % 6); p > 0; --p) {
-      switch (rng() % 3) {
-        case 0: bytes += RawRecord(EventText(p)); break;
-        case 1: bytes += LengthField(static_cast<std::int32_t>(rng() % 64)); break;
-        default:
-          for (std::size_t n = rng() % 40; n > 0; --n) bytes += static_cast<char>(rng());
-      }
-    }
-    WriteBytes(path_, bytes);
-    Json::Value all;
-    ASSERT_TRUE(file_.ReadAllEvents(path_.c_str(), all));
-    ChunkNumbers(path_);
-
-    ASSERT_TRUE(file_.LoadFile(path_.c_str()));
-    NextBatch(1);
-    if (!file_.CommitConsumed(path_.c_str())) {
-      const std::string left = ReadBytes(path_);
-      ASSERT_LE(left.size(), bytes.size());
-      EXPECT_EQ(bytes.substr(bytes.size() - left.size()), left) << "round " << round;
-    }
   }
 }
 
