@@ -1,6 +1,7 @@
-# Unpacks the Windows ZIP into an empty folder, builds the MSVC-ABI hosts from its header and
-# lib/orinpoint.lib alone, and runs each under Wine beside the packed orinpoint.dll; the packed
-# orincache.exe decodes what each cached.
+# Unpacks the Windows ZIP into an empty folder, checks which import library its CMake package
+# gives each kind of consumer, builds the MSVC-ABI hosts from its header and lib/orinpoint.lib
+# alone, and runs each under Wine beside the packed orinpoint.dll; the packed orincache.exe
+# decodes what each cached.
 cmake_minimum_required(VERSION 3.20)
 file(REMOVE_RECURSE ${WORK_DIR})
 file(ARCHIVE_EXTRACT INPUT ${ARCHIVE} DESTINATION ${WORK_DIR}/zip)
@@ -20,6 +21,27 @@ function(run)
   endif()
   set(out "${out}" PARENT_SCOPE)
 endfunction()
+# The CMake package hands each consumer the import library its linker reads: compiler (as CMake
+# describes it) | import library.
+foreach(case "-DMSVC=1|orinpoint.lib"
+             "-DCMAKE_CXX_COMPILER_ID=Clang -DCMAKE_CXX_SIMULATE_ID=MSVC -DCMAKE_CXX_COMPILER_FRONTEND_VARIANT=MSVC|orinpoint.lib"
+             "-DCMAKE_CXX_COMPILER_ID=Clang -DCMAKE_CXX_SIMULATE_ID=MSVC -DCMAKE_CXX_COMPILER_FRONTEND_VARIANT=GNU|orinpoint.lib"
+             "-DCMAKE_C_COMPILER_ID=Clang -DCMAKE_C_COMPILER_TARGET=x86_64-pc-windows-msvc|orinpoint.lib"
+             "-DCMAKE_CXX_COMPILER_ID=GNU -DCMAKE_CXX_COMPILER_FRONTEND_VARIANT=GNU|liborinpoint.dll.a"
+             "-DCMAKE_CXX_COMPILER_ID=Clang -DCMAKE_CXX_COMPILER_TARGET=x86_64-w64-windows-gnu|liborinpoint.dll.a")
+  string(REPLACE "|" ";" case "${case}")
+  list(GET case 0 compiler)
+  list(GET case 1 wanted)
+  separate_arguments(compiler)
+  file(REMOVE_RECURSE ${WORK_DIR}/abi_probe)
+  run(${CMAKE_COMMAND} -S ${CMAKE_CURRENT_LIST_DIR}/abi_probe -B ${WORK_DIR}/abi_probe
+      -DCMAKE_PREFIX_PATH=${zip} ${compiler})
+  file(READ ${WORK_DIR}/abi_probe/implib.txt implib)
+  if(NOT implib STREQUAL "${zip}/lib/${wanted}")
+    message(FATAL_ERROR "a consumer with ${compiler} gets ${implib}, not lib/${wanted}")
+  endif()
+endforeach()
+
 run(${CMAKE_COMMAND} -DSOURCE_DIR=${HOSTS_DIR} -DINCLUDE_DIR=${zip}/include
     -DIMPLIB=${zip}/lib/orinpoint.lib -DOUT_DIR=${WORK_DIR}/hosts -P ${HOSTS_DIR}/build_hosts.cmake)
 
