@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # The main job, the whole road: a stand-in host reports points through the real module in a fresh
 # sandbox, the module caches them and starts the real helper (orinhlp.exe), which delivers the
-# cache to a local collector (orincollect); the demo ends with the collector's report. Only the
-# sandbox is written.
+# cache to a local collector (orincollect); the demo ends with the collector's report and its
+# page written to a file. Only the sandbox is written.
 #   demo.sh BUILD_DIR SANDBOX [--windows]
 set -euo pipefail
 build=$(cd "$1" && pwd)
@@ -132,3 +132,7 @@ echo "  ${left:-nothing: every event was delivered}"
 echo
 echo "== the collector's report (orincollect report)"
 "$collector" report "$db" | sed 's/^/  /'
+echo
+echo "== the collector's page (orincollect report --html; served at / while the collector runs)"
+"$collector" report "$db" --html "$sandbox/collector/page.html"
+echo "  $sandbox/collector/page.html"

@@ -2,6 +2,8 @@
 //   POST /api/v2/soft/collect    a JSON array of events (or one event): stored, one transaction
 //   POST /api/tracking/devid     answered {"code":0,"dev_id":"<uuid>"}; recorded
 //   GET|POST /api/v2/soft/vid    answered {"code":0,"vid":"<vid>"}; recorded
+//   GET /                        the page: charts and tables of what arrived (?l=&n=&u=&rows=&live=1)
+//   GET /page.js                 the few lines of its live mode
 //   GET /collector/events        every stored event, a JSON array in arrival order;
 //                                ?offset=K&limit=L pages through them
 //   GET /collector/requests      the collect requests: number, status answered, events stored
@@ -13,6 +15,8 @@
 //   POST /collector/release      ends every delay now
 // The last three only with serve --test-routes, and only for a loopback Host.
 #include "collect_server.h"
+
+#include "page.h"
 
 #include <cstdlib>
 #include <httplib.h>
@@ -180,6 +184,19 @@ struct Collector {
     };
     server.Get("/api/v2/soft/vid", vidHandler);
     server.Post("/api/v2/soft/vid", vidHandler);
+    server.Get("/", [this](const httplib::Request& q, httplib::Response& r) {
+      std::string html;
+      if (!RenderPage(store, PageQueryFrom(q.params), html)) {
+        r.status = 500;
+        r.set_content(store.error(), "text/plain");
+        return;
+      }
+      r.set_header("Cache-Control", "no-store");
+      r.set_content(html, "text/html; charset=utf-8");
+    });
+    server.Get("/page.js", [](const httplib::Request&, httplib::Response& r) {
+      r.set_content(kLiveScript, "text/javascript");
+    });
     server.Get("/collector/events", [this](const httplib::Request& q, httplib::Response& r) {
       auto number = [&q](const char* name, std::int64_t fallback) {
         const std::string text = q.get_param_value(name);

@@ -2,6 +2,10 @@
 
 #include <sqlite3.h>
 
+#include <cctype>
+#include <cerrno>
+#include <cstdlib>
+
 #include <json/writer.h>
 
 namespace orincollect {
@@ -14,6 +18,24 @@ const char* const kSchema =
     "CREATE TABLE IF NOT EXISTS exchanges("
     " id INTEGER PRIMARY KEY, arrived INTEGER NOT NULL, path TEXT, method TEXT, body TEXT,"
     " reply TEXT);";
+
+// What the page filters and groups by: a point (with its days), a device, a day.
+std::string Indexes() {
+  return std::string("CREATE INDEX IF NOT EXISTS events_point ON events(l, n, ") + kEventDay +
+         ");CREATE INDEX IF NOT EXISTS events_device ON events(u);"
+         "CREATE INDEX IF NOT EXISTS events_day ON events(" + kEventDay + ");";
+}
+
+void Bind(sqlite3_stmt* s, int index, const std::string& text) {
+  char* end = nullptr;
+  errno = 0;
+  const long long v = std::strtoll(text.c_str(), &end, 10);
+  if (!text.empty() && *end == '\0' && errno == 0 && !std::isspace(static_cast<unsigned char>(text[0]))) {
+    sqlite3_bind_int64(s, index, v);
+  } else {
+    sqlite3_bind_text(s, index, text.data(), static_cast<int>(text.size()), SQLITE_TRANSIENT);
+  }
+}
 
 struct Statement {
   sqlite3_stmt* s = nullptr;
@@ -55,7 +77,8 @@ bool EventStore::Open(const std::string& path) {
   }
   sqlite3_busy_timeout(db_, 5000);
   // WAL lets `report` read while the server writes.
-  return Exec("PRAGMA journal_mode=WAL") && Exec("PRAGMA synchronous=NORMAL") && Exec(kSchema);
+  return Exec("PRAGMA journal_mode=WAL") && Exec("PRAGMA synchronous=NORMAL") && Exec(kSchema) &&
+         Exec(Indexes().c_str());
 }
 
 bool EventStore::Exec(const char* sql) {
@@ -150,13 +173,15 @@ bool EventStore::Clear() {
   return Exec("DELETE FROM events; DELETE FROM exchanges;");
 }
 
-bool EventStore::Query(const std::string& sql, Rows& rows) {
+bool EventStore::Query(const std::string& sql, const std::vector<std::string>& params,
+                       Rows& rows) {
   std::lock_guard<std::mutex> guard(lock_);
   Statement st;
   if (sqlite3_prepare_v2(db_, sql.c_str(), -1, &st.s, nullptr) != SQLITE_OK) {
     error_ = sqlite3_errmsg(db_);
     return false;
   }
+  for (std::size_t i = 0; i < params.size(); ++i) Bind(st.s, static_cast<int>(i + 1), params[i]);
   int rc;
   while ((rc = sqlite3_step(st.s)) == SQLITE_ROW) {
     std::vector<std::string> row;

@@ -10,12 +10,17 @@ struct sqlite3;
 
 namespace orincollect {
 
+// The day an event counts on: its own time when it has one, else its arrival. The day index is
+// built on this very expression, so a query must use it as written to be served by the index.
+inline constexpr const char* kEventDay =
+    "date(CASE WHEN typeof(t)='integer' THEN t ELSE arrived END, 'unixepoch')";
+
 // The collector's SQLite database: one row per received event, one per identity exchange.
 // Safe from any thread: one connection, one writer at a time.
 class EventStore {
  public:
   ~EventStore();
-  // Creates the tables when missing; false with a reason in error().
+  // Creates the tables and the page's indexes when missing; false with a reason in error().
   bool Open(const std::string& path);
   const std::string& error() const { return error_; }
 
@@ -32,7 +37,9 @@ class EventStore {
 
   // Rows of a query as text cells (null as ""), for the report.
   using Rows = std::vector<std::vector<std::string>>;
-  bool Query(const std::string& sql, Rows& rows);
+  bool Query(const std::string& sql, Rows& rows) { return Query(sql, {}, rows); }
+  // The same with the ?s bound in order: a whole integer as an integer, anything else as text.
+  bool Query(const std::string& sql, const std::vector<std::string>& params, Rows& rows);
 
  private:
   bool Exec(const char* sql);

@@ -1,7 +1,7 @@
 // orincollect: a loopback collection server for the helper, its tests and the demo.
 //   orincollect serve --db FILE [--cert PEM --key PEM] [--fail N:STATUS]... [--delay N:MS]...
 //                     [--test-routes]
-//   orincollect report FILE
+//   orincollect report FILE [--html PAGE]
 #include <iostream>
 #include <string>
 #include <vector>
@@ -32,9 +32,10 @@ int main(int argc, char** argv) {
   serveCmd->add_flag("--test-routes", serve.testRoutes,
                      "answer /collector/stage and /collector/release (loopback Host only)");
 
-  std::string db;
+  std::string db, html;
   auto* reportCmd = app.add_subcommand("report", "Events per point, per day, per product version and per edition");
   reportCmd->add_option("DB", db, "the database serve wrote")->required();
+  reportCmd->add_option("--html", html, "write the collector's page to this file instead");
 
   try {
     app.parse(argc, argv);
@@ -43,7 +44,10 @@ int main(int argc, char** argv) {
     std::cerr << "orincollect: " << e.what() << " (try --help)\n";
     return 2;
   }
-  if (reportCmd->parsed()) return orincollect::Report(db, std::cout, std::cerr);
+  if (reportCmd->parsed()) {
+    return html.empty() ? orincollect::Report(db, std::cout, std::cerr)
+                        : orincollect::WritePage(db, html, std::cerr);
+  }
 
   for (const auto& [list, isFail] : {std::pair{&fails, true}, std::pair{&delays, false}}) {
     for (const std::string& text : *list) {

@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <vector>
 
+#include <fstream>
+
 #include "event_store.h"
+#include "page.h"
 #include <sys/stat.h>
 
 namespace orincollect {
@@ -48,8 +51,8 @@ int Report(const std::string& db, std::ostream& out, std::ostream& err) {
       store.Query("SELECT COUNT(*), COUNT(DISTINCT request), COUNT(DISTINCT u) FROM events", total) &&
       store.Query("SELECT COALESCE(l,'?') || '/' || COALESCE(n,'?'), COUNT(*) FROM events"
                   " GROUP BY l, n ORDER BY l, n", points) &&
-      store.Query("SELECT date(CASE WHEN typeof(t)='integer' THEN t ELSE arrived END,"
-                  " 'unixepoch'), COUNT(*) FROM events GROUP BY 1 ORDER BY 1", days) &&
+      store.Query(std::string("SELECT ") + kEventDay + ", COUNT(*) FROM events GROUP BY 1 ORDER BY 1",
+                  days) &&
       store.Query("SELECT COALESCE(re,'(none)'), COUNT(*) FROM events GROUP BY re ORDER BY re",
                   versions) &&
       store.Query("SELECT COALESCE(v,'(none)'), COUNT(*) FROM events GROUP BY v ORDER BY v",
@@ -72,6 +75,27 @@ int Report(const std::string& db, std::ostream& out, std::ostream& err) {
   Table(out, {"v", "events"}, editions);
   out << "\nidentity requests\n";
   Table(out, {"path", "method", "requests"}, exchanges);
+  return 0;
+}
+
+int WritePage(const std::string& db, const std::string& file, std::ostream& err) {
+  if (!FileExists(db)) {
+    err << "orincollect: no database at " << db << "\n";
+    return 1;
+  }
+  EventStore store;
+  PageQuery query;
+  query.standalone = true;
+  std::string html;
+  if (!store.Open(db) || !RenderPage(store, query, html)) {
+    err << "orincollect: " << db << ": " << store.error() << "\n";
+    return 1;
+  }
+  std::ofstream out(file, std::ios::binary | std::ios::trunc);
+  if (!(out << html) || !out.flush()) {
+    err << "orincollect: cannot write " << file << "\n";
+    return 1;
+  }
   return 0;
 }
 
