@@ -145,8 +145,8 @@ TEST_F(CollectorPageTest, ChromiumShowsTheChartsAndRowsOfWhatTheHelperDelivered)
   for (const auto& r : TableRows(dom, "latest")) {
     ASSERT_EQ(r.size(), 6u);
     EXPECT_EQ(r[2], "dev_id_00000000\xE2\x80\xA6");
-    EXPECT_EQ(r[3], "en");
-    EXPECT_EQ(r[4], "7.3.1.9");
+    EXPECT_EQ(r[3], "7.3.1.9");
+    EXPECT_EQ(r[4], "53");
     shown.insert({r[1], r[5]});
   }
   EXPECT_EQ(shown, rows);

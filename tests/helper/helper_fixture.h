@@ -96,8 +96,8 @@ class HelperTest : public ::testing::Test {
     e["n"] = n;
     e["u"] = "dev_id_00000000-0000-4000-8000-000000000001";
     e["t"] = 1763900000 + n;
-    e["v"] = "7.3.1.9";
-    e["re"] = "en";
+    e["v"] = 53;
+    e["re"] = "7.3.1.9";
     e["p"]["pad"] = std::string(static_cast<std::size_t>(n % 61), 'p');
     return e;
   }
