@@ -301,6 +301,7 @@ TEST_F(CacheFile, DamageStopsEveryReaderAndKeepsWhatCameBefore) {
     const char* name;
     std::string bytes;  // placed between a good record 1 and a good record 2
     Ints texts;         // what ReadRecordTexts returns
+    bool last = false;  // no record 2: the damage ends the file
   } cases[] = {
       // A zero length skips 8 bytes in the whole-file text reader, so record 2 is still found.
       {"zero length", LengthField(0) + "pad!", {1, 2}},
@@ -309,11 +310,12 @@ TEST_F(CacheFile, DamageStopsEveryReaderAndKeepsWhatCameBefore) {
       {"length shorter than its field", LengthField(2) + "zz", {1}},
       {"torn length field", std::string("\x10\x00", 2), {1}},
       {"torn tail", LengthField(200) + "{\"l\":", {1}},
+      {"the last record one byte short", LengthField(4 + 6) + "{\"l\":", {1}, true},
   };
   const std::string good1 = RawRecord(EventText(1));
   for (const auto& d : cases) {
     SCOPED_TRACE(d.name);
-    const std::string bytes = good1 + d.bytes + RawRecord(EventText(2));
+    const std::string bytes = good1 + d.bytes + (d.last ? "" : RawRecord(EventText(2)));
     WriteBytes(path_, bytes);
     ASSERT_TRUE(file_.LoadFile(path_.c_str()));
     EXPECT_EQ(NextBatch(), Ints{1});
