@@ -63,7 +63,7 @@ int Report(const std::string& db, std::ostream& out, std::ostream& err) {
   }
   out << total[0][0] << " events received in " << total[0][1] << " batches from "
       << total[0][2] << " devices\n";
-  out << keys[0][1] << " batches sent again, acknowledged and not stored (" << keys[0][0]
+  out << "repeated batches acknowledged without storing: " << keys[0][1] << " (of " << keys[0][0]
       << " batch keys kept)\n\n";
   out << "per point\n";
   Table(out, {"l/n", "events"}, points);
