@@ -104,7 +104,7 @@ EventStore::Stored EventStore::StoreBatch(const std::vector<Json::Value>& events
   if (!Exec("BEGIN")) return Stored::kFailed;
   bool repeat = false;
   if (!key.empty() && !InsertKey(key, request, arrived, repeat)) {
-    error_ = sqlite3_errmsg(db_);
+    if (!repeat) error_ = sqlite3_errmsg(db_);
     Exec("ROLLBACK");
     if (!repeat) return Stored::kFailed;
     CountRepeat(key);

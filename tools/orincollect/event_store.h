@@ -10,7 +10,8 @@ struct sqlite3;
 
 namespace orincollect {
 
-// The collector's SQLite database: one row per received event, one per identity exchange.
+// The collector's SQLite database: one row per received event, one per identity exchange, one per
+// batch key.
 // Safe from any thread: one connection, one writer at a time.
 class EventStore {
  public:
