@@ -1,5 +1,6 @@
 // Cache delivery: events per second from a full cache to orincollect through the helper's
-// delivery, beside the same batches posted straight to the collector. Needs ports 80 and 443 of
+// delivery, beside the same batches posted straight to the collector; and the collector's intake
+// of batches with a key beside the same batches without one. Needs ports 80 and 443 of
 // 127.0.0.1, so ./dev bench runs it in a private network namespace; elsewhere it is skipped.
 #include <cstdio>
 #include <cstdlib>
@@ -29,9 +30,11 @@ constexpr int kEvents = 10000;
 constexpr int kBatch = 200;
 const std::string kFolder = "orin-bench-collector";
 
-bool Post(const char* path, bool get, bool secure, const std::string& body) {
-  orin::net::HttpRequestInfo request{"127.0.0.1", path, "content-type:application/json", body,
-                                     get, secure, true};
+bool Post(const char* path, bool get, bool secure, const std::string& body,
+          const std::string& key = std::string()) {
+  std::string headers = "content-type:application/json";
+  if (!key.empty()) headers += "\r\nIdempotency-Key: " + key;
+  orin::net::HttpRequestInfo request{"127.0.0.1", path, headers, body, get, secure, true};
   orin::net::HttpResponseInfo response;
   orin::net::ErrorInfo error;
   return orin::net::PostRequest(response, request, error) &&
@@ -105,33 +108,53 @@ void BM_CacheToCollector(benchmark::State& state) {
 }
 BENCHMARK(BM_CacheToCollector)->Arg(0)->Arg(1)->ArgName("https")->UseRealTime()->Unit(benchmark::kMillisecond);
 
-// The same events in the same batches, already serialised, posted one after another.
-void BM_CacheToCollector_Floor(benchmark::State& state) {
-  if (!CollectorUp()) {
-    state.SkipWithError("no collector on ports 80/443 (run through ./dev bench)");
-    return;
-  }
+std::vector<std::string> Bodies() {
   std::vector<std::string> bodies;
   for (int first = 0; first < kEvents; first += kBatch) {
     Json::Value batch(Json::arrayValue);
     for (int n = first; n < first + kBatch; ++n) batch.append(orin::TypicalEvent(n));
     bodies.push_back(orin::ToFastText(batch));
   }
-  const bool secure = state.range(0) != 0;
+  return bodies;
+}
+
+// Every batch of a full cache, already serialised, posted one after another; with keys shaped
+// like the helper's (claim id, first record, device) or without any.
+void PostAll(benchmark::State& state, bool secure, bool keyed) {
+  if (!CollectorUp()) {
+    state.SkipWithError("no collector on ports 80/443 (run through ./dev bench)");
+    return;
+  }
+  const std::vector<std::string> bodies = Bodies();
   for (auto _ : state) {
     state.PauseTiming();
     ResetCollector();
     state.ResumeTiming();
-    for (const std::string& body : bodies) {
-      if (!Post("/api/v2/soft/collect", false, secure, body)) {
+    for (std::size_t i = 0; i < bodies.size(); ++i) {
+      const std::string key =
+          keyed ? "0123456789abcdef0123456789abcdef-" + std::to_string(i * kBatch) + "-89abcdef01234567"
+                : std::string();
+      if (!Post("/api/v2/soft/collect", false, secure, bodies[i], key)) {
         state.SkipWithError("the collector refused a batch");
         return;
       }
     }
   }
   state.SetItemsProcessed(state.iterations() * kEvents);
+  state.counters["batches"] = static_cast<double>(bodies.size());
 }
+
+// The helper's floor: the same batches, keyed as the helper keys them.
+void BM_CacheToCollector_Floor(benchmark::State& state) { PostAll(state, state.range(0) != 0, true); }
 BENCHMARK(BM_CacheToCollector_Floor)->Arg(0)->Arg(1)->ArgName("https")->UseRealTime()->Unit(benchmark::kMillisecond);
+
+// What the key costs the collector per batch (a unique-index insert in the batch's transaction):
+// plain HTTP, where the collector's own work shows most.
+void BM_CollectorKeyedIntake(benchmark::State& state) { PostAll(state, false, true); }
+BENCHMARK(BM_CollectorKeyedIntake)->UseRealTime()->Unit(benchmark::kMillisecond);
+
+void BM_CollectorKeyedIntake_Floor(benchmark::State& state) { PostAll(state, false, false); }
+BENCHMARK(BM_CollectorKeyedIntake_Floor)->UseRealTime()->Unit(benchmark::kMillisecond);
 
 // What durability costs per batch: the count recorded after each delivered batch, written, flushed
 // to stable storage, renamed and the folder synced ...

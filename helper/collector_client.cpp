@@ -21,15 +21,19 @@ bool WillNeverChange(std::uint32_t status) {
 
 }  // namespace
 
-PostOutcome PostEvents(const Endpoint& endpoint, const Json::Value& events, std::uint32_t deadlineMs) {
-  return PostBody(endpoint, ToFastText(events), deadlineMs);
+PostOutcome PostEvents(const Endpoint& endpoint, const Json::Value& events, const std::string& key,
+                       std::uint32_t deadlineMs) {
+  return PostBody(endpoint, ToFastText(events), key, deadlineMs);
 }
 
-PostOutcome PostBody(const Endpoint& endpoint, const std::string& body, std::uint32_t deadlineMs) {
+PostOutcome PostBody(const Endpoint& endpoint, const std::string& body, const std::string& key,
+                     std::uint32_t deadlineMs) {
   net::HttpRequestInfo request;
   request.host = endpoint.host;
   request.path = endpoint.path;
+  // CRLF between lines: WinInet takes the block as it is, curl splits it.
   request.headers = "content-type:application/json";
+  if (!key.empty()) request.headers += "\r\nIdempotency-Key: " + key;
   request.body = body;
   request.secure = endpoint.secure;
   request.followRedirects = false;

@@ -19,9 +19,12 @@ struct PostOutcome {
   std::string reason;        // why not delivered, for a person
 };
 
-// Posts a JSON array of events through the module's own HTTP client.
-PostOutcome PostEvents(const Endpoint& endpoint, const Json::Value& events, std::uint32_t deadlineMs);
+// Posts a JSON array of events through the module's own HTTP client, with the batch's key
+// (helper/batch_key.h) as the Idempotency-Key header; an empty key sends none.
+PostOutcome PostEvents(const Endpoint& endpoint, const Json::Value& events, const std::string& key,
+                       std::uint32_t deadlineMs);
 // The same with the array already written as text.
-PostOutcome PostBody(const Endpoint& endpoint, const std::string& body, std::uint32_t deadlineMs);
+PostOutcome PostBody(const Endpoint& endpoint, const std::string& body, const std::string& key,
+                     std::uint32_t deadlineMs);
 
 }  // namespace orin::helper

@@ -52,8 +52,6 @@ bool ReplaceFileDurably(const std::string& path, const std::string& bytes) {
   return false;
 }
 
-namespace {
-
 std::string NewClaimId() {
   platform::Guid g{};
   if (!platform::CreateGuid(&g)) return {};
@@ -63,6 +61,8 @@ std::string NewClaimId() {
                 g.data4[4], g.data4[5], g.data4[6], g.data4[7]);
   return text;
 }
+
+namespace {
 
 std::string ReadClaimId(const InflightFiles& files) {
   std::string id;
@@ -119,16 +119,6 @@ bool ClaimCache(const InflightFiles& files) {
   if (!WriteClaimId(files, NewClaimId())) return false;
   platform::RemoveFile(files.progress.c_str());
   return platform::MoveFileDurably(files.cache.c_str(), files.claimed.c_str());
-}
-
-bool ReturnClaim(const InflightFiles& files) {
-  CacheFileLock lock;
-  lock.Lock();
-  if (FileSize(files.cache) > 0) return false;
-  if (!platform::MoveFileDurably(files.claimed.c_str(), files.cache.c_str())) return false;
-  platform::RemoveFile(files.progress.c_str());
-  platform::RemoveFile(files.claimId.c_str());
-  return true;
 }
 
 bool RemoveDeliveredClaim(const InflightFiles& files) {

@@ -29,6 +29,9 @@ bool ReadWholeFile(const std::string& path, std::string& bytes);
 // Writes beside `path`, flushes to stable storage and renames over it.
 bool ReplaceFileDurably(const std::string& path, const std::string& bytes);
 
+// A new random id, 32 hex digits; empty when none can be made.
+std::string NewClaimId();
+
 // The id of the current claim; a claimed file left without one (an older helper's) gets one.
 // Empty when none can be written.
 std::string CurrentClaimId(const InflightFiles& files);
@@ -42,10 +45,6 @@ bool WriteProgress(const InflightFiles& files, const std::string& claimId, std::
 // Under the cache lock: moves a non-empty live cache to the claimed name under a new claim id.
 // False when there is nothing to claim or the move failed (the live cache then stays as it was).
 bool ClaimCache(const InflightFiles& files);
-
-// Under the cache lock: hands the claimed file back as the live cache when nothing was appended
-// since the claim. False leaves the claimed file for the next run.
-bool ReturnClaim(const InflightFiles& files);
 
 // Removes the claimed file once everything in it is delivered, then its count and id. False when
 // it cannot be removed: the count, which says all is delivered, then stays with it, so it is

@@ -1,7 +1,7 @@
 // Delivery of the cache. The helper lock keeps helpers one at a time; the cache lock is held only
-// for the two renames that move records between the live cache and the claimed file, never
-// across a request. Progress is recorded after every delivered batch, so a helper killed at any
-// moment resends at most the batch that was in flight.
+// for the rename that claims the live cache, never across a request. Progress is recorded after
+// every delivered batch, so a helper killed at any moment resends at most the batch that was in
+// flight, under the same key, and the collector stores it once.
 #include <future>
 #include <string>
 #include <system_error>
@@ -10,6 +10,7 @@
 
 #include "cache/CAnalyticsFile.h"
 #include "common/json_text.h"
+#include "helper/batch_key.h"
 #include "helper/collector_client.h"
 #include "helper/commands.h"
 #include "helper/damage_aside.h"
@@ -35,35 +36,26 @@ struct Batch {
   std::int32_t count = 0;  // records taken, whether they parsed or not
   Json::ArrayIndex events = 0;
   std::string body;
+  std::string key;
 };
 
-// Only the undelivered tail is kept: written, flushed and renamed over the claimed file. False
-// (a full disk, say) leaves the claimed file whole, its count saying what was delivered.
-bool KeepOnlyUndelivered(const InflightFiles& files, CAnalyticsFile& file) {
-  // A tail left by a helper killed here must not stand in for this one.
-  platform::RemoveFile(files.claimedNext().c_str());
-  if (file.WriteUnread(files.claimedNext().c_str()) &&
-      platform::MoveFileDurably(files.claimedNext().c_str(), files.claimed.c_str())) {
-    return true;
-  }
-  platform::RemoveFile(files.claimedNext().c_str());
-  return false;
-}
-
-bool Take(CAnalyticsFile& file, std::int32_t size, Batch& out) {
+bool Take(CAnalyticsFile& file, const std::string& claim, std::int32_t size, Batch& out) {
   Json::Value events(Json::arrayValue);
+  const std::int32_t first = file.readIndex();
   out.count = size;
   if (!file.ReadNextBatch(events, out.count)) return false;
   out.events = events.size();
   // Records that no longer parse count as taken and are dropped; nothing to post for them.
   out.body = events.empty() ? std::string() : ToFastText(events);
+  out.key = CachedBatchKey(claim, first, events);
   return true;
 }
 
 // Delivers the claimed file from its recorded progress on. The next batch is read and written
 // while the current one is on its way, so the collector does not wait for the helper. On a
-// refused batch the undelivered records are written back as the claimed file, byte for byte,
-// and handed to the live cache when that is still empty.
+// refused batch the claimed file stays as it is, with its count: its records keep their places,
+// and so their keys, for the next run (handing them back to the live cache would give a batch
+// the collector may have stored a new key).
 Result DeliverClaimed(const InflightFiles& files, const Endpoint& endpoint, std::int32_t batch,
                       std::uint32_t deadlineMs, const Report& report, Delivered& total) {
   if (!SetDamageAside(files.claimed, files.damaged, report)) {
@@ -84,41 +76,38 @@ Result DeliverClaimed(const InflightFiles& files, const Endpoint& endpoint, std:
     file.ReadNextBatch(skipped, count);
   }
   Batch current;
-  bool more = Take(file, batch, current);
+  bool more = Take(file, claim, batch, current);
   while (more) {
     std::future<PostOutcome> posting;
     if (current.events > 0) {
       try {
         posting = std::async(std::launch::async,
-                             [&] { return PostBody(endpoint, current.body, deadlineMs); });
+                             [&] { return PostBody(endpoint, current.body, current.key, deadlineMs); });
       } catch (const std::system_error&) {
         // No thread to spare: the batch goes out below, after the next one is read.
       }
     }
     Batch next;
-    more = Take(file, batch, next);
+    more = Take(file, claim, batch, next);
     PostOutcome outcome;
     outcome.delivered = true;
     if (posting.valid()) {
       outcome = posting.get();
     } else if (current.events > 0) {
-      outcome = PostBody(endpoint, current.body, deadlineMs);
+      outcome = PostBody(endpoint, current.body, current.key, deadlineMs);
     }
     const bool setAside =
         !outcome.delivered && SetAsideWhenRefusedForGood(files.cache, current.body, outcome, report);
     if (!outcome.delivered && !setAside) {
       file.PutBack(current.count + (more ? next.count : 0));
       const std::string kept = std::to_string(file.recordCount() - file.readIndex());
-      bool returned = false;
-      if (file.readIndex() == 0 || KeepOnlyUndelivered(files, file)) {
-        returned = ReturnClaim(files);
-      } else if (ReadProgress(files, claim, size) != file.readIndex() &&
-                 !WriteProgress(files, claim, file.readIndex(), size)) {
+      if (ReadProgress(files, claim, size) != file.readIndex() &&
+          !WriteProgress(files, claim, file.readIndex(), size)) {
         return Result::Fail(kLocalFiles, outcome.reason + "; cannot record progress in " +
                                              files.progress +
-                                             " (the delivered part may be sent again)");
+                                             " (the delivered part will be sent again)");
       }
-      report.Note(kept + " records " + (returned ? "back in the cache" : "kept in " + files.claimed));
+      report.Note(kept + " records kept in " + files.claimed);
       return Result::Fail(kNotDelivered, outcome.reason + " on batch " +
                                              std::to_string(total.batches + 1) + "; " + kept +
                                              " records kept for the next run");

@@ -4,6 +4,7 @@
 
 #include "cache/CAnalyticsFile.h"
 #include "common/json_text.h"
+#include "helper/batch_key.h"
 #include "helper/collector_client.h"
 #include "helper/commands.h"
 #include "helper/quarantine.h"
@@ -38,7 +39,7 @@ Result SubmitEvents(const Settings& settings, const std::string& json, const Rep
   Endpoint endpoint;
   PostOutcome outcome;
   if (SplitAddress(settings.address, endpoint)) {
-    outcome = PostEvents(endpoint, events, settings.requestDeadlineMs);
+    outcome = PostEvents(endpoint, events, SubmitKey(), settings.requestDeadlineMs);
   } else {
     outcome.reason = "unusable collect address '" + settings.address + "'";
   }

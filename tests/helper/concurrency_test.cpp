@@ -63,30 +63,70 @@ TEST_F(ConcurrencyTest, TwoHelpersStartedTogetherDeliverEveryEventExactlyOnce) {
   }
 }
 
-// Killed while the collector holds batch k; the collector then stores that batch anyway. The
-// next run delivers the rest: nothing is missing, and only batch k arrived twice.
-TEST_F(ConcurrencyTest, AHelperKilledMidUploadLosesNothingAndRepeatsAtMostTheBatchInFlight) {
+// Killed at each step of delivering batch k: while the collector holds it, after the collector
+// stored it but before the answer reached the helper, and after the answer but before the count
+// was recorded. The next run sends batch k again under the same key; the collector acknowledges
+// it as a repeat and stores every event exactly once.
+TEST_F(ConcurrencyTest, AHelperKilledAtAnyStepOfADeliveryLeavesEveryEventStoredExactlyOnce) {
   constexpr int kEvents = 1000, kBatch = 100;
-  for (int k : {1, 4, 10}) {
-    SCOPED_TRACE("killed during batch " + std::to_string(k));
-    Collector::Stage("{\"delay\":{\"" + std::to_string(k) + "\":600000}}");
-    Fill(cache_, kEvents);
-    platform::ProcessHandle helper = Start("-submit_cache --batch 100");
-    ASSERT_NE(helper, nullptr);
-    ASSERT_TRUE(WaitUntil(
-        [k] { return Collector::Requests().size() >= static_cast<Json::ArrayIndex>(k); }));
-    ASSERT_TRUE(platform::KillProcess(helper));
-    Finish(helper);
-    Collector::Release();
-    ASSERT_TRUE(WaitUntil([k] { return RequestNumber(k)["status"].asInt() != 0; }));
+  enum class Step { kHeld, kStoredAnswerHeld, kAnsweredNotRecorded };
+  const struct {
+    const char* name;
+    Step step;
+    int k;
+  } cases[] = {
+      {"held before storing batch 1", Step::kHeld, 1},
+      {"held before storing batch 10", Step::kHeld, 10},
+      {"batch 4 stored, its answer held", Step::kStoredAnswerHeld, 4},
+      // POSIX: no file may grow, so the helper dies at its first write, the count after batch 1.
+      {"batch 1 answered, its count not written", Step::kAnsweredNotRecorded, 1},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const int k = c.k;
+    if (c.step == Step::kAnsweredNotRecorded) {
+      if (platform::kIsWindows) continue;
+      Collector::Stage();
+      // A claim left by an earlier run, so that nothing but the count is written before it dies.
+      Fill(claimed(), kEvents);
+      WriteBytes(cache_ + ".claim", "a-killed-run\n");
+      EXPECT_NE(Finish(platform::StartProcess("/bin/sh -c \"ulimit -f 0; exec '" + helper() +
+                                              "' -submit_cache --batch 100\"")),
+                0);
+      ASSERT_EQ(Collector::Requests().size(), 1u);
+      EXPECT_EQ(RequestNumber(1)["status"].asInt(), 200);
+      EXPECT_FALSE(Exists(progress()));
+    } else {
+      const char* stage = c.step == Step::kHeld ? "delay" : "hold_after_store";
+      Collector::Stage("{\"" + std::string(stage) + "\":{\"" + std::to_string(k) + "\":600000}}");
+      Fill(cache_, kEvents);
+      platform::ProcessHandle helper = Start("-submit_cache --batch 100");
+      ASSERT_NE(helper, nullptr);
+      if (c.step == Step::kHeld) {
+        ASSERT_TRUE(WaitUntil(
+            [k] { return Collector::Requests().size() >= static_cast<Json::ArrayIndex>(k); }));
+      } else {
+        ASSERT_TRUE(WaitUntil([k] {
+          return Collector::Events().size() >= static_cast<Json::ArrayIndex>(k * kBatch);
+        }));
+      }
+      ASSERT_TRUE(platform::KillProcess(helper));
+      Finish(helper);
+      Collector::Release();
+      ASSERT_TRUE(WaitUntil([k] { return RequestNumber(k)["status"].asInt() != 0; }));
+    }
 
+    const Json::ArrayIndex firstOfNextRun = Collector::Requests().size();
     ASSERT_EQ(Run("-submit_cache --batch 100"), 0);
     const auto counts = CountByPoint(Collector::Events());
     ASSERT_EQ(counts.size(), static_cast<std::size_t>(kEvents));
-    for (const auto& [point, times] : counts) {
-      const bool inFlight = point.second / kBatch == k - 1;
-      EXPECT_EQ(times, inFlight ? 2 : 1) << point.second;
-    }
+    for (const auto& [point, times] : counts) EXPECT_EQ(times, 1) << point.second;
+    const Json::Value requests = Collector::Requests();
+    int repeats = 0;
+    for (const Json::Value& r : requests) repeats += r["repeat"].asBool() ? 1 : 0;
+    EXPECT_EQ(repeats, 1);
+    EXPECT_TRUE(requests[firstOfNextRun]["repeat"].asBool());
+    EXPECT_EQ(requests[firstOfNextRun]["events"].asInt(), 0);
     EXPECT_FALSE(Exists(cache_));
     EXPECT_FALSE(Exists(claimed()));
     EXPECT_FALSE(Exists(progress()));

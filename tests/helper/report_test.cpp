@@ -29,12 +29,22 @@ TEST_F(CollectorReportTest, CountsEventsPerPointPerDayPerVersionAndPerEdition) {
     ASSERT_TRUE(file.AppendEvent(cache_.c_str(), event));
   }
   ASSERT_EQ(Run("-submit_cache --batch 4"), 0);
+  // An empty batch stored once under its key, then sent again: counted as a repeat.
+  for (int i = 0; i < 2; ++i) {
+    net::HttpRequestInfo resend{"127.0.0.1", "/api/v2/soft/collect",
+                                "content-type:application/json\r\nIdempotency-Key: resent", "[]"};
+    net::HttpResponseInfo response;
+    net::ErrorInfo error;
+    ASSERT_TRUE(net::PostRequest(response, resend, error));
+    ASSERT_EQ(response.body, "{\"code\":0}");
+  }
 
   const std::string out = dir_.File("report.txt");
   const std::string db = std::string(std::getenv("ORIN_TEST_SERVER_DIR")) + "/events.db";
   ASSERT_EQ(std::system((std::string(ORIN_COLLECTOR_PROGRAM) + " report " + db + " > " + out).c_str()), 0);
   const std::string report = ReadBytes(out);
   for (const char* line : {"6 events received in 2 batches from 2 devices\n",
+                           "repeated batches acknowledged without storing: 1 (of 3 batch keys kept)\n",
                            "  1001/1       4\n", "  1002/7       2\n",
                            "  2025-11-23       3\n", "  2025-11-24       3\n",
                            "  (none)        1\n", "  7.3.1.9       3\n", "  7.4.0.1       2\n",

@@ -1,14 +1,17 @@
 // Routes:
-//   POST /api/v2/soft/collect    a JSON array of events (or one event): stored, one transaction
+//   POST /api/v2/soft/collect    a JSON array of events (or one event): stored, one transaction;
+//                                once per Idempotency-Key (a repeat is acknowledged, not stored)
 //   POST /api/tracking/devid     answered {"code":0,"dev_id":"<uuid>"}; recorded
 //   GET|POST /api/v2/soft/vid    answered {"code":0,"vid":"<vid>"}; recorded
 //   GET /                        the page: charts and tables of what arrived (?l=&n=&u=&rows=&live=1)
 //   GET /page.js                 the few lines of its live mode
 //   GET /collector/events        every stored event, a JSON array in arrival order;
 //                                ?offset=K&limit=L pages through them
-//   GET /collector/requests      the collect requests: number, status answered, events stored
+//   GET /collector/requests      the collect requests: number, status answered, events stored,
+//                                whether it repeated a stored key
 //   GET /collector/exchanges     the device-id and virtual-id requests and the answers
-//   POST /collector/stage        {"fail":{"N":status},"delay":{"N":ms},"trickle":{"N":ms}}:
+//   POST /collector/stage        {"fail":{"N":status},"delay":{"N":ms},"trickle":{"N":ms},
+//                                "hold_after_store":{"N":ms}}:
 //                                forgets everything received and stages these for the collect
 //                                requests to come (a staged 3xx points to /collector/portal, which
 //                                answers {"code":0} to anything, as a captive portal might)
@@ -44,6 +47,9 @@ std::string RandomHex(std::mt19937_64& rng, int digits) {
   return out;
 }
 
+const char* const kKeyHeader = "Idempotency-Key";
+constexpr std::size_t kMaxKeyBytes = 256;
+
 struct Collector {
   EventStore store;
   RequestLog requests;
@@ -62,7 +68,8 @@ struct Collector {
     int failStatus = 0;
     std::int64_t delayMs = 0;
     std::int64_t trickleMs = 0;
-    const std::int64_t number = requests.Arrive(failStatus, delayMs, trickleMs);
+    std::int64_t holdMs = 0;
+    const std::int64_t number = requests.Arrive(failStatus, delayMs, trickleMs, holdMs);
     requests.Delay(delayMs);
     if (failStatus != 0) {
       res.status = failStatus;
@@ -93,15 +100,26 @@ struct Collector {
       requests.Answered(number, 400, 0);
       return;
     }
-    if (!store.StoreBatch(events, number, Now())) {
+    const std::string key = req.get_header_value(kKeyHeader);
+    if (key.size() > kMaxKeyBytes) {
+      res.status = 400;
+      res.set_content("{\"code\":400,\"msg\":\"Idempotency-Key too long\"}", "application/json");
+      requests.Answered(number, 400, 0);
+      return;
+    }
+    const EventStore::Stored stored = store.StoreBatch(events, number, Now(), key);
+    if (stored == EventStore::Stored::kFailed) {
       res.status = 500;
       requests.Answered(number, 500, 0);
       if (!quiet) std::fprintf(stderr, "orincollect: cannot store: %s\n", store.error().c_str());
       return;
     }
+    requests.Delay(holdMs);
+    // A repeat gets the same acknowledgement: the sender only needs to know the batch is stored.
     res.status = 200;
     res.set_content("{\"code\":0}", "application/json");
-    requests.Answered(number, 200, static_cast<std::int64_t>(events.size()));
+    const bool repeat = stored == EventStore::Stored::kRepeat;
+    requests.Answered(number, 200, repeat ? 0 : static_cast<std::int64_t>(events.size()), repeat);
   }
 
   // A 200 whose body comes a byte at a time, never the acknowledgement, storing nothing: a

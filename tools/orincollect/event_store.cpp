@@ -37,6 +37,12 @@ void Bind(sqlite3_stmt* s, int index, const std::string& text) {
   }
 }
 
+// Kept for as long as the database: a resend may come whenever a device is next switched on.
+const char* const kKeySchema =
+    "CREATE TABLE IF NOT EXISTS batch_keys("
+    " key TEXT PRIMARY KEY, request INTEGER NOT NULL, arrived INTEGER NOT NULL,"
+    " repeats INTEGER NOT NULL DEFAULT 0) WITHOUT ROWID;";
+
 struct Statement {
   sqlite3_stmt* s = nullptr;
   ~Statement() { sqlite3_finalize(s); }
@@ -78,7 +84,7 @@ bool EventStore::Open(const std::string& path) {
   sqlite3_busy_timeout(db_, 5000);
   // WAL lets `report` read while the server writes.
   return Exec("PRAGMA journal_mode=WAL") && Exec("PRAGMA synchronous=NORMAL") && Exec(kSchema) &&
-         Exec(Indexes().c_str());
+         Exec(Indexes().c_str()) && Exec(kKeySchema);
 }
 
 bool EventStore::Exec(const char* sql) {
@@ -89,10 +95,43 @@ bool EventStore::Exec(const char* sql) {
   return false;
 }
 
-bool EventStore::StoreBatch(const std::vector<Json::Value>& events, std::int64_t request,
-                            std::int64_t arrived) {
+bool EventStore::InsertKey(const std::string& key, std::int64_t request, std::int64_t arrived,
+                           bool& repeat) {
+  Statement st;
+  if (sqlite3_prepare_v2(db_, "INSERT INTO batch_keys(key, request, arrived) VALUES(?,?,?)", -1,
+                         &st.s, nullptr) != SQLITE_OK) {
+    return false;
+  }
+  sqlite3_bind_text(st.s, 1, key.data(), static_cast<int>(key.size()), SQLITE_TRANSIENT);
+  sqlite3_bind_int64(st.s, 2, request);
+  sqlite3_bind_int64(st.s, 3, arrived);
+  const int rc = sqlite3_step(st.s);
+  repeat = sqlite3_extended_errcode(db_) == SQLITE_CONSTRAINT_PRIMARYKEY;
+  return rc == SQLITE_DONE;
+}
+
+void EventStore::CountRepeat(const std::string& key) {
+  Statement st;
+  if (sqlite3_prepare_v2(db_, "UPDATE batch_keys SET repeats = repeats + 1 WHERE key = ?", -1,
+                         &st.s, nullptr) == SQLITE_OK) {
+    sqlite3_bind_text(st.s, 1, key.data(), static_cast<int>(key.size()), SQLITE_TRANSIENT);
+    sqlite3_step(st.s);
+  }
+}
+
+EventStore::Stored EventStore::StoreBatch(const std::vector<Json::Value>& events,
+                                          std::int64_t request, std::int64_t arrived,
+                                          const std::string& key) {
   std::lock_guard<std::mutex> guard(lock_);
-  if (!Exec("BEGIN")) return false;
+  if (!Exec("BEGIN")) return Stored::kFailed;
+  bool repeat = false;
+  if (!key.empty() && !InsertKey(key, request, arrived, repeat)) {
+    if (!repeat) error_ = sqlite3_errmsg(db_);
+    Exec("ROLLBACK");
+    if (!repeat) return Stored::kFailed;
+    CountRepeat(key);
+    return Stored::kRepeat;
+  }
   Statement st;
   bool ok = sqlite3_prepare_v2(db_,
                                "INSERT INTO events(arrived, request, l, n, u, t, re, v, json)"
@@ -112,14 +151,14 @@ bool EventStore::StoreBatch(const std::vector<Json::Value>& events, std::int64_t
   if (!ok) {
     error_ = sqlite3_errmsg(db_);
     Exec("ROLLBACK");
-    return false;
+    return Stored::kFailed;
   }
-  if (Exec("COMMIT")) return true;
+  if (Exec("COMMIT")) return Stored::kNew;
   // A transaction left open would make every later batch fail too.
   const std::string why = error_;
   Exec("ROLLBACK");
   error_ = why;
-  return false;
+  return Stored::kFailed;
 }
 
 bool EventStore::StoreExchange(const std::string& path, const std::string& method,
@@ -170,7 +209,7 @@ std::string EventStore::ExchangesAsJsonArray() {
 
 bool EventStore::Clear() {
   std::lock_guard<std::mutex> guard(lock_);
-  return Exec("DELETE FROM events; DELETE FROM exchanges;");
+  return Exec("DELETE FROM events; DELETE FROM exchanges;") && Exec("DELETE FROM batch_keys;");
 }
 
 bool EventStore::Query(const std::string& sql, const std::vector<std::string>& params,

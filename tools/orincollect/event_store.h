@@ -15,7 +15,8 @@ namespace orincollect {
 inline constexpr const char* kEventDay =
     "date(CASE WHEN typeof(t)='integer' THEN t ELSE arrived END, 'unixepoch')";
 
-// The collector's SQLite database: one row per received event, one per identity exchange.
+// The collector's SQLite database: one row per received event, one per identity exchange, one per
+// batch key.
 // Safe from any thread: one connection, one writer at a time.
 class EventStore {
  public:
@@ -24,9 +25,13 @@ class EventStore {
   bool Open(const std::string& path);
   const std::string& error() const { return error_; }
 
-  // Every event of one request in one transaction: all stored or none.
-  bool StoreBatch(const std::vector<Json::Value>& events, std::int64_t request,
-                  std::int64_t arrived);
+  enum class Stored { kNew, kRepeat, kFailed };
+  // Every event of one request in one transaction: all stored or none. A batch's key (empty:
+  // none) is stored in the same transaction under a unique constraint, so a key stored before,
+  // however close the two requests came, makes the batch a repeat: nothing of it is stored and
+  // the key's repeat count goes up.
+  Stored StoreBatch(const std::vector<Json::Value>& events, std::int64_t request,
+                    std::int64_t arrived, const std::string& key = std::string());
   bool StoreExchange(const std::string& path, const std::string& method, const std::string& body,
                      const std::string& reply, std::int64_t arrived);
   // The stored events' JSON texts joined into one array, in arrival order: `limit` of them
@@ -43,6 +48,9 @@ class EventStore {
 
  private:
   bool Exec(const char* sql);
+  // Inside StoreBatch's transaction; `repeat` when the key was stored before.
+  bool InsertKey(const std::string& key, std::int64_t request, std::int64_t arrived, bool& repeat);
+  void CountRepeat(const std::string& key);
   sqlite3* db_ = nullptr;
   std::mutex lock_;
   std::string error_;

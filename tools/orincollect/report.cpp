@@ -44,7 +44,7 @@ int Report(const std::string& db, std::ostream& out, std::ostream& err) {
     return 1;
   }
   EventStore store;
-  EventStore::Rows total, points, days, versions, editions, exchanges;
+  EventStore::Rows total, points, days, versions, editions, exchanges, keys;
   // The event's own time decides its day; an event without one counts on its arrival day.
   const bool ok =
       store.Open(db) &&
@@ -58,13 +58,16 @@ int Report(const std::string& db, std::ostream& out, std::ostream& err) {
       store.Query("SELECT COALESCE(v,'(none)'), COUNT(*) FROM events GROUP BY v ORDER BY v",
                   editions) &&
       store.Query("SELECT path, method, COUNT(*) FROM exchanges GROUP BY path, method"
-                  " ORDER BY path, method", exchanges);
+                  " ORDER BY path, method", exchanges) &&
+      store.Query("SELECT COUNT(*), COALESCE(SUM(repeats), 0) FROM batch_keys", keys);
   if (!ok) {
     err << "orincollect: " << db << ": " << store.error() << "\n";
     return 1;
   }
   out << total[0][0] << " events received in " << total[0][1] << " batches from "
-      << total[0][2] << " devices\n\n";
+      << total[0][2] << " devices\n";
+  out << "repeated batches acknowledged without storing: " << keys[0][1] << " (of " << keys[0][0]
+      << " batch keys kept)\n\n";
   out << "per point\n";
   Table(out, {"l/n", "events"}, points);
   out << "\nper day (UTC)\n";

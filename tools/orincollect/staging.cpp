@@ -18,7 +18,7 @@ bool ParseStagePair(const std::string& text, std::int64_t& n, std::int64_t& valu
 
 bool ParseStage(const Json::Value& json, Stage& stage) {
   if (!json.isObject()) return false;
-  for (const std::string part : {"fail", "delay", "trickle"}) {
+  for (const std::string part : {"fail", "delay", "trickle", "hold_after_store"}) {
     const Json::Value& map = json[part];
     if (map.isNull()) continue;
     if (!map.isObject()) return false;
@@ -31,6 +31,8 @@ bool ParseStage(const Json::Value& json, Stage& stage) {
         stage.fail[n] = static_cast<int>(value);
       } else if (part == "delay") {
         stage.delayMs[n] = value;
+      } else if (part == "hold_after_store") {
+        stage.holdAfterStoreMs[n] = value;
       } else {
         stage.trickleMs[n] = value;
       }
@@ -45,7 +47,8 @@ void RequestLog::Reset(const Stage& stage) {
   entries_.clear();
 }
 
-std::int64_t RequestLog::Arrive(int& failStatus, std::int64_t& delayMs, std::int64_t& trickleMs) {
+std::int64_t RequestLog::Arrive(int& failStatus, std::int64_t& delayMs, std::int64_t& trickleMs,
+                               std::int64_t& holdAfterStoreMs) {
   std::lock_guard<std::mutex> guard(lock_);
   Entry e;
   e.number = static_cast<std::int64_t>(entries_.size()) + 1;
@@ -56,6 +59,8 @@ std::int64_t RequestLog::Arrive(int& failStatus, std::int64_t& delayMs, std::int
   delayMs = d != stage_.delayMs.end() ? d->second : 0;
   const auto t = stage_.trickleMs.find(e.number);
   trickleMs = t != stage_.trickleMs.end() ? t->second : 0;
+  const auto h = stage_.holdAfterStoreMs.find(e.number);
+  holdAfterStoreMs = h != stage_.holdAfterStoreMs.end() ? h->second : 0;
   return e.number;
 }
 
@@ -73,11 +78,12 @@ void RequestLog::Release() {
   released_.notify_all();
 }
 
-void RequestLog::Answered(std::int64_t number, int status, std::int64_t events) {
+void RequestLog::Answered(std::int64_t number, int status, std::int64_t events, bool repeat) {
   std::lock_guard<std::mutex> guard(lock_);
   if (number < 1 || number > static_cast<std::int64_t>(entries_.size())) return;  // reset since
   entries_[static_cast<std::size_t>(number - 1)].status = status;
   entries_[static_cast<std::size_t>(number - 1)].events = events;
+  entries_[static_cast<std::size_t>(number - 1)].repeat = repeat;
 }
 
 Json::Value RequestLog::ToJson() {
@@ -88,6 +94,7 @@ Json::Value RequestLog::ToJson() {
     j["n"] = static_cast<Json::Int64>(e.number);
     j["status"] = e.status;
     j["events"] = static_cast<Json::Int64>(e.events);
+    j["repeat"] = e.repeat;
     out.append(j);
   }
   return out;

@@ -17,11 +17,15 @@ struct Stage {
   std::map<std::int64_t, std::int64_t> delayMs;  // request number -> milliseconds
   // request number -> milliseconds of an answer trickled a byte at a time, storing nothing
   std::map<std::int64_t, std::int64_t> trickleMs;
+  // request number -> milliseconds the answer is held after the batch is stored: a client that
+  // dies meanwhile never hears that it was
+  std::map<std::int64_t, std::int64_t> holdAfterStoreMs;
 };
 
 // "N:VALUE" (both positive integers); false when the text is not of that form.
 bool ParseStagePair(const std::string& text, std::int64_t& n, std::int64_t& value);
-// {"fail": {"3": 500}, "delay": {"2": 60000}, "trickle": {"1": 60000}}; false on anything else.
+// {"fail": {"3": 500}, "delay": {"2": 60000}, "trickle": {"1": 60000},
+//  "hold_after_store": {"4": 60000}}; false on anything else.
 bool ParseStage(const Json::Value& json, Stage& stage);
 
 // The collect requests seen so far and what became of each.
@@ -31,16 +35,18 @@ class RequestLog {
     std::int64_t number = 0;
     int status = 0;  // 0 while it waits
     std::int64_t events = 0;
+    bool repeat = false;  // its key was stored before: acknowledged, nothing stored
   };
 
   void Reset(const Stage& stage);
   // Counts a new collect request; its number and what is staged for it.
-  std::int64_t Arrive(int& failStatus, std::int64_t& delayMs, std::int64_t& trickleMs);
+  std::int64_t Arrive(int& failStatus, std::int64_t& delayMs, std::int64_t& trickleMs,
+                      std::int64_t& holdAfterStoreMs);
   // Waits out the request's delay, or less when Release comes first.
   // True when it was cut short.
   bool Delay(std::int64_t delayMs);
   void Release();
-  void Answered(std::int64_t number, int status, std::int64_t events);
+  void Answered(std::int64_t number, int status, std::int64_t events, bool repeat = false);
   Json::Value ToJson();
 
  private:
