@@ -61,6 +61,7 @@ TEST_F(DeliveryTest, AnUnacknowledgedThirdBatchKeepsItAndTheRestClaimedByteForBy
     const char* stage;  // for the third request of the first run
     const char* args;
     int refusedEveryTime;  // 0: staged once; else the status every later run gets too
+    bool forGood = true;   // such a status sets the batch aside at the third run
   } cases[] = {
       {"500", "{\"fail\":{\"3\":500}}", "", 0},
       {"503", "{\"fail\":{\"3\":503}}", "", 0},
@@ -70,6 +71,7 @@ TEST_F(DeliveryTest, AnUnacknowledgedThirdBatchKeepsItAndTheRestClaimedByteForBy
       {"a reply trickled past the deadline", "{\"trickle\":{\"3\":120000}}", " --deadline 2", 0},
       {"413 every time", "{\"fail\":{\"3\":413}}", "", 413},
       {"400 every time", "{\"fail\":{\"3\":400}}", "", 400},
+      {"429 every time: never set aside", "{\"fail\":{\"3\":429}}", "", 429, false},
   };
   const std::string quarantine = cache_ + ".quarantine";
   for (const Case& c : cases) {
@@ -98,7 +100,13 @@ TEST_F(DeliveryTest, AnUnacknowledgedThirdBatchKeepsItAndTheRestClaimedByteForBy
       EXPECT_EQ(ReadBytes(claimed()), original);
       EXPECT_FALSE(Exists(quarantine));
       Collector::Stage(again);
-      ASSERT_EQ(Run(args), 0);
+      ASSERT_EQ(Run(args), c.forGood ? 0 : 1);
+      if (!c.forGood) {
+        EXPECT_EQ(ReadBytes(claimed()), original);
+        EXPECT_FALSE(Exists(quarantine));
+        platform::RemoveFile(claimed().c_str());
+        continue;
+      }
       const auto counts = CountByPoint(Collector::Events());
       EXPECT_EQ(counts.size(), static_cast<std::size_t>(kEvents - 3 * kBatch));
       Json::Value aside;
