@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -154,47 +153,6 @@ TEST(DataFolder, CreatedWhenOnlyItsLastLevelIsMissingAndReportedWhenThatFails) {
   }
   EXPECT_TRUE(Exists(quill));
   EXPECT_FALSE(Exists(appData.path() + "/missing"));
-}
-
-TEST(DataFolder, CachedPathsLieInTheQuillFolder) {
-  const std::string folder = GetUserDataFolder();
-  const std::string tail = std::string(1, kPathSep) + "QuillBR";
-  ASSERT_GT(folder.size(), tail.size());
-  EXPECT_EQ(folder.substr(folder.size() - tail.size()), tail);
-  EXPECT_EQ(platform::QueryPath(folder.c_str()), platform::PathStatus::kExists);
-  EXPECT_EQ(GetCacheDataPath(), folder + kPathSep + "KD_OF.dat");
-  EXPECT_EQ(GetFirstSetupIniPath(), folder + kPathSep + "BackupRecovery.ini");
-  EXPECT_EQ(GetMarketingIniPath(), GetFirstSetupIniPath());
-  EXPECT_EQ(GetUserConfig(), folder + kPathSep + "usercfg.ini");
-  if (const char* env = std::getenv("ORIN_COMMON_APPDATA"); env != nullptr && !platform::kIsWindows) {
-    EXPECT_EQ(folder, std::string(env) + tail);
-  }
-}
-
-TEST(FirstSetup, WrittenOnceAndCountedInWholeDays) {
-  const std::string ini = GetFirstSetupIniPath();
-  ASSERT_TRUE(platform::WriteProfileString("Date", "FirstSetup", "0", ini.c_str()));
-  const std::int64_t before = std::time(nullptr);
-  std::int64_t first = -1;
-  EXPECT_EQ(GetFirstSetupInfo(first), 0);
-  const std::int64_t after = std::time(nullptr);
-  EXPECT_GE(first, before);
-  EXPECT_LE(first, after);
-  char stored[64] = {};
-  platform::ReadProfileString("Date", "FirstSetup", "", stored, sizeof stored, ini.c_str());
-  EXPECT_EQ(std::string(stored), std::to_string(first));
-
-  std::int64_t again = -1;
-  GetFirstSetupInfo(again);
-  EXPECT_EQ(again, first) << "an existing date is kept";
-
-  // Whole days between the day numbers, whatever the time of day.
-  const std::int64_t threeDaysAgo = (after / 86400 - 3) * 86400 + 86399;
-  const std::string text = std::to_string(threeDaysAgo);
-  ASSERT_TRUE(platform::WriteProfileString("Date", "FirstSetup", text.c_str(), ini.c_str()));
-  EXPECT_EQ(GetFirstSetupInfo(again), 3);
-  EXPECT_EQ(again, threeDaysAgo);
-  platform::WriteProfileString("Date", "FirstSetup", "0", ini.c_str());
 }
 
 TEST(Marketing, SourceIdAndProductIdFallBackInTurn) {

@@ -97,7 +97,7 @@ TEST_F(ModuleTest, HostFilesChooseEditionEndpointLanguageAndMarketingValues) {
   // is no UTF-8, which must not take the next one with it.
   WriteIni(shared, "Marketing", "NewXid", "xid-\xE9" "42");
   WriteIni(shared, "KDPointInfo", "DqId", "dq-\xC4" "7");
-  WriteIni(shared, "Date", "FirstSetup", "86400");
+  WriteIni(shared, "Date", "FirstSetup", "172799");  // the last second of day 1
   const std::string osRelease = sandbox_.File("os-release");
   testing::WriteBytes(osRelease, "PRETTY_NAME=\"Syst\xE8me 1\"\n");
 
@@ -116,8 +116,8 @@ TEST_F(ModuleTest, HostFilesChooseEditionEndpointLanguageAndMarketingValues) {
   if (!platform::kIsWindows) {
     EXPECT_EQ(e["o"].asString(), u8"Syst\uFFFDme 1");
   }
-  EXPECT_EQ(e["i"].asInt64(), 86400);
-  EXPECT_EQ(e["id"].asInt64(), std::time(nullptr) / 86400 - 1);
+  EXPECT_EQ(e["i"].asInt64(), 172799);
+  EXPECT_EQ(e["id"].asInt64(), std::time(nullptr) / 86400 - 1);  // whole days between day numbers
   EXPECT_EQ(ReadIni(host_ + "OrAnacfg.ini", "Analyze", "Address"),
             std::string("https://") + ORIN_SECONDARY_HOST + "/api/v2/soft/collect");
 
@@ -129,7 +129,7 @@ TEST_F(ModuleTest, HostFilesChooseEditionEndpointLanguageAndMarketingValues) {
   ASSERT_EQ(events.size(), 2u);
   EXPECT_EQ(events[1]["v"].asInt(), 1000);
   EXPECT_EQ(events[1]["c"].asString(), "pid-1");
-  EXPECT_EQ(ReadIni(shared, "Date", "FirstSetup"), "86400");
+  EXPECT_EQ(ReadIni(shared, "Date", "FirstSetup"), "172799");
 }
 
 // A host that ends, once the module has started, while its points are still queued ends
