@@ -177,14 +177,20 @@ TEST_F(ModuleTest, PointsFilledOnTwoThreadsAtOnceStayApart) {
 }
 
 // The host's thread never waits on the start-up's network exchange: the immediate calls return
-// while the device-id request is still held, and their work follows the start-up.
+// while the device-id request is still held, and their work follows the start-up. An immediate
+// call made once the start-up is done, while earlier ones still wait on the module's thread (held
+// up here by the cache mutex), goes behind them.
 TEST_F(ModuleTest, ImmediateCallsDuringTheStartUpReturnAtOnceAndAreDoneAfterIt) {
-  HoldDeviceIdRequest(10000);
-  Host("prepare 7 8 , now , submitnow , cached 0 , wait 1");
+  HoldDeviceIdRequest(2000);  // the request and its retry: about 4 s
+  Host("prepare 7 8 , now , lockcache , prepare 2 2 , now , submitnow , cached 0 , sleep 6000 , "
+       "prepare 3 3 , now , unlockcache , wait 3");
   const std::vector<Json::Value> events = CachedEvents();
-  ASSERT_EQ(events.size(), 1u);
-  EXPECT_EQ(events[0]["l"].asInt(), 7);
-  EXPECT_EQ(events[0]["n"].asInt(), 8);
+  ASSERT_EQ(events.size(), 3u);
+  const int expected[3][2] = {{7, 8}, {2, 2}, {3, 3}};
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(events[i]["l"].asInt(), expected[i][0]) << i;
+    EXPECT_EQ(events[i]["n"].asInt(), expected[i][1]) << i;
+  }
   EXPECT_EQ(HelperRuns(), std::vector<std::string>{"-submit_cache"});
 }
 
