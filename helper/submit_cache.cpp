@@ -9,7 +9,6 @@
 #include <json/value.h>
 
 #include "cache/CAnalyticsFile.h"
-#include "common/json_text.h"
 #include "helper/batch_key.h"
 #include "helper/collector_client.h"
 #include "helper/commands.h"
@@ -31,23 +30,19 @@ struct Delivered {
   std::int32_t batches = 0;
 };
 
-// One batch taken from the claimed file, written as the text to post.
+// One batch taken from the claimed file: the stored texts themselves, joined into the body.
 struct Batch {
   std::int32_t count = 0;  // records taken, whether they parsed or not
-  Json::ArrayIndex events = 0;
-  std::string body;
+  BatchText text;
   std::string key;
 };
 
 bool Take(CAnalyticsFile& file, const std::string& claim, std::int32_t size, Batch& out) {
-  Json::Value events(Json::arrayValue);
   const std::int32_t first = file.readIndex();
   out.count = size;
-  if (!file.ReadNextBatch(events, out.count)) return false;
-  out.events = events.size();
   // Records that no longer parse count as taken and are dropped; nothing to post for them.
-  out.body = events.empty() ? std::string() : ToFastText(events);
-  out.key = CachedBatchKey(claim, first, events);
+  if (!file.ReadNextBatchText(out.text, out.count)) return false;
+  out.key = CachedBatchKey(claim, first, out.text.first);
   return true;
 }
 
@@ -79,10 +74,10 @@ Result DeliverClaimed(const InflightFiles& files, const Endpoint& endpoint, std:
   bool more = Take(file, claim, batch, current);
   while (more) {
     std::future<PostOutcome> posting;
-    if (current.events > 0) {
+    if (current.text.events > 0) {
       try {
         posting = std::async(std::launch::async,
-                             [&] { return PostBody(endpoint, current.body, current.key, deadlineMs); });
+                             [&] { return PostBody(endpoint, current.text.body, current.key, deadlineMs); });
       } catch (const std::system_error&) {
         // No thread to spare: the batch goes out below, after the next one is read.
       }
@@ -93,11 +88,11 @@ Result DeliverClaimed(const InflightFiles& files, const Endpoint& endpoint, std:
     outcome.delivered = true;
     if (posting.valid()) {
       outcome = posting.get();
-    } else if (current.events > 0) {
-      outcome = PostBody(endpoint, current.body, current.key, deadlineMs);
+    } else if (current.text.events > 0) {
+      outcome = PostBody(endpoint, current.text.body, current.key, deadlineMs);
     }
     const bool setAside =
-        !outcome.delivered && SetAsideWhenRefusedForGood(files.cache, current.body, outcome, report);
+        !outcome.delivered && SetAsideWhenRefusedForGood(files.cache, current.text.body, outcome, report);
     if (!outcome.delivered && !setAside) {
       file.PutBack(current.count + (more ? next.count : 0));
       const std::string kept = std::to_string(file.recordCount() - file.readIndex());
@@ -112,11 +107,11 @@ Result DeliverClaimed(const InflightFiles& files, const Endpoint& endpoint, std:
                                              std::to_string(total.batches + 1) + "; " + kept +
                                              " records kept for the next run");
     }
-    if (current.events > 0 && !setAside) {
+    if (current.text.events > 0 && !setAside) {
       ++total.batches;
-      total.events += current.events;
+      total.events += current.text.events;
       report.Note("batch " + std::to_string(total.batches) + ": " +
-                  std::to_string(current.events) + " events delivered (status " +
+                  std::to_string(current.text.events) + " events delivered (status " +
                   std::to_string(outcome.status) + ")");
     }
     // The batch read ahead is not delivered yet.
