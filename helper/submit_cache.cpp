@@ -2,9 +2,7 @@
 // for the rename that claims the live cache, never across a request. Progress is recorded after
 // every delivered batch, so a helper killed at any moment resends at most the batch that was in
 // flight, under the same key, and the collector stores it once.
-#include <future>
 #include <string>
-#include <system_error>
 
 #include <json/value.h>
 
@@ -46,11 +44,10 @@ bool Take(CAnalyticsFile& file, const std::string& claim, std::int32_t size, Bat
   return true;
 }
 
-// Delivers the claimed file from its recorded progress on. The next batch is read and written
-// while the current one is on its way, so the collector does not wait for the helper. On a
-// refused batch the claimed file stays as it is, with its count: its records keep their places,
-// and so their keys, for the next run (handing them back to the live cache would give a batch
-// the collector may have stored a new key).
+// Delivers the claimed file from its recorded progress on. On a refused batch the claimed file
+// stays as it is, with its count: its records keep their places, and so their keys, for the next
+// run (handing them back to the live cache would give a batch the collector may have stored a
+// new key).
 Result DeliverClaimed(const InflightFiles& files, const Endpoint& endpoint, std::int32_t batch,
                       std::uint32_t deadlineMs, const Report& report, Delivered& total) {
   if (!SetDamageAside(files.claimed, files.damaged, report)) {
@@ -73,22 +70,13 @@ Result DeliverClaimed(const InflightFiles& files, const Endpoint& endpoint, std:
   Batch current;
   bool more = Take(file, claim, batch, current);
   while (more) {
-    std::future<PostOutcome> posting;
-    if (current.text.events > 0) {
-      try {
-        posting = std::async(std::launch::async,
-                             [&] { return PostBody(endpoint, current.text.body, current.key, deadlineMs); });
-      } catch (const std::system_error&) {
-        // No thread to spare: the batch goes out below, after the next one is read.
-      }
-    }
+    // Posted on this thread: with the stored texts sent as they are, reading a batch costs
+    // little beside posting it, and a thread to overlap the two cost more than it saved.
     Batch next;
     more = Take(file, claim, batch, next);
     PostOutcome outcome;
     outcome.delivered = true;
-    if (posting.valid()) {
-      outcome = posting.get();
-    } else if (current.text.events > 0) {
+    if (current.text.events > 0) {
       outcome = PostBody(endpoint, current.text.body, current.key, deadlineMs);
     }
     const bool setAside =
