@@ -10,6 +10,7 @@
 #include <vector>
 
 #include <benchmark/benchmark.h>
+#include <curl/curl.h>
 #include <json/value.h>
 
 #include "cache/CAnalyticsFile.h"
@@ -155,6 +156,58 @@ BENCHMARK(BM_CollectorKeyedIntake)->UseRealTime()->Unit(benchmark::kMillisecond)
 
 void BM_CollectorKeyedIntake_Floor(benchmark::State& state) { PostAll(state, false, false); }
 BENCHMARK(BM_CollectorKeyedIntake_Floor)->UseRealTime()->Unit(benchmark::kMillisecond);
+
+// The module's device-id exchange as its client makes it over HTTPS: each call a fresh connection
+// and a fresh handshake, the certificate checked as WinInet would ...
+void BM_DeviceIdExchange(benchmark::State& state) {
+  if (!CollectorUp()) {
+    state.SkipWithError("no collector on ports 80/443 (run through ./dev bench)");
+    return;
+  }
+  for (auto _ : state) {
+    if (!Post("/api/tracking/devid", false, true, "{\"xid\":\"ab12cd34\"}\n")) {
+      state.SkipWithError("the device-id exchange failed");
+      break;
+    }
+  }
+  state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(BM_DeviceIdExchange)->UseRealTime()->Unit(benchmark::kMillisecond);
+
+std::size_t Discard(char*, std::size_t size, std::size_t count, void*) { return size * count; }
+
+// ... beside the same request through libcurl on a fresh connection that checks nothing, so it
+// has no authorities to read.
+void BM_DeviceIdExchange_Floor(benchmark::State& state) {
+  if (!CollectorUp()) {
+    state.SkipWithError("no collector on ports 80/443 (run through ./dev bench)");
+    return;
+  }
+  const std::string body = "{\"xid\":\"ab12cd34\"}\n";
+  for (auto _ : state) {
+    CURL* c = curl_easy_init();
+    curl_slist* headers = curl_slist_append(nullptr, "content-type:application/json");
+    curl_easy_setopt(c, CURLOPT_URL, "https://127.0.0.1/api/tracking/devid");
+    curl_easy_setopt(c, CURLOPT_HTTPHEADER, headers);
+    curl_easy_setopt(c, CURLOPT_POSTFIELDS, body.c_str());
+    curl_easy_setopt(c, CURLOPT_SSL_VERIFYPEER, 0L);
+    curl_easy_setopt(c, CURLOPT_SSL_VERIFYHOST, 0L);
+    curl_easy_setopt(c, CURLOPT_FRESH_CONNECT, 1L);
+    curl_easy_setopt(c, CURLOPT_FORBID_REUSE, 1L);
+    curl_easy_setopt(c, CURLOPT_WRITEFUNCTION, Discard);
+    const CURLcode code = curl_easy_perform(c);
+    long status = 0;
+    curl_easy_getinfo(c, CURLINFO_RESPONSE_CODE, &status);
+    curl_slist_free_all(headers);
+    curl_easy_cleanup(c);
+    if (code != CURLE_OK || status != 200) {
+      state.SkipWithError("the bare exchange failed");
+      break;
+    }
+  }
+  state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(BM_DeviceIdExchange_Floor)->UseRealTime()->Unit(benchmark::kMillisecond);
 
 // What durability costs per batch: the count recorded after each delivered batch, written, flushed
 // to stable storage, renamed and the folder synced ...

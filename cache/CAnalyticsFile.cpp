@@ -33,11 +33,11 @@ std::int64_t FileLength(std::FILE* f) {
   return end;
 }
 
-std::string DecryptPayload(CMyEncrypt& cipher, const char* record, std::int32_t length) {
+// Into a buffer an earlier record left: no allocation once the buffers are as large as the records.
+void DecryptPayload(CMyEncrypt& cipher, const char* record, std::int32_t length, std::string& text) {
   const std::int32_t n = length - record::kHeaderSize;
-  std::string text(static_cast<std::size_t>(n), '\0');
-  cipher.Decrypt(record + record::kHeaderSize, n, text.data(), n);
-  return text;
+  text.assign(record + record::kHeaderSize, static_cast<std::size_t>(n));
+  cipher.Decrypt(text.data(), n, text.data(), n);
 }
 
 }  // namespace
@@ -73,22 +73,35 @@ bool CAnalyticsFile::LoadRecords(const char* path, std::vector<const char*>& out
   readIndex_ = 0;
   fileBuffer_ = std::move(buffer);
   fileSize_ = got;
+  // Counted first, so the index is allocated once: the walk reads only the length fields.
+  std::size_t records = 0;
   std::int64_t offset = 0;
   std::int32_t length = 0;
   while (offset < got &&
          record::Classify(fileBuffer_.get(), offset, got, length) == record::Step::kRecord) {
-    out.push_back(fileBuffer_.get() + offset);
+    ++records;
     offset += length;
+  }
+  out.reserve(out.size() + records);
+  for (offset = 0; records > 0; --records) {
+    out.push_back(fileBuffer_.get() + offset);
+    offset += record::ReadLength(fileBuffer_.get() + offset);
   }
   return true;
 }
 
 const std::vector<std::string>& CAnalyticsFile::TakeRecords(std::int32_t& count) {
-  batchTexts_.clear();
+  ReleaseBatchTexts();
   std::int32_t taken = 0;
   std::size_t i = static_cast<std::size_t>(readIndex_);
   while (taken < count && i < records_.size()) {
-    batchTexts_.push_back(DecryptPayload(cipher_, records_[i], record::ReadLength(records_[i])));
+    if (spareTexts_.empty()) {
+      batchTexts_.emplace_back();
+    } else {
+      batchTexts_.push_back(std::move(spareTexts_.back()));
+      spareTexts_.pop_back();
+    }
+    DecryptPayload(cipher_, records_[i], record::ReadLength(records_[i]), batchTexts_.back());
     ++i;
     ++taken;
   }
@@ -114,6 +127,17 @@ bool CAnalyticsFile::ReadNextBatch(Json::Value& out, std::int32_t& count) try {
   return false;
 }
 
+bool CAnalyticsFile::ReadNextBatchText(BatchText& out, std::int32_t& count) try {
+  const std::vector<std::string>& texts = TakeRecords(count);
+  if (texts.empty()) return false;
+  JoinRecordTexts(texts, out);
+  CommitTaken(count);
+  return true;
+} catch (...) {
+  count = 0;
+  return false;
+}
+
 bool CAnalyticsFile::ReadNextBatchWithUser(Json::Value& out, std::int32_t& count,
                                            const char* user) try {
   const std::vector<std::string>& texts = TakeRecords(count);
@@ -129,6 +153,12 @@ bool CAnalyticsFile::ReadNextBatchWithUser(Json::Value& out, std::int32_t& count
 void CAnalyticsFile::ReleaseBatchTexts() {
   // Upload-sized batches keep the list's room for the next one; a huge batch gives it back.
   constexpr std::size_t kKeptCapacity = 4096;
+  // A text as large as a record is kept for the next batch; a huge one is given back.
+  constexpr std::size_t kKeptText = 4096;
+  for (std::string& text : batchTexts_) {
+    if (spareTexts_.size() >= kKeptCapacity) break;
+    if (text.capacity() <= kKeptText) spareTexts_.push_back(std::move(text));
+  }
   batchTexts_.clear();
   if (batchTexts_.capacity() > kKeptCapacity) std::vector<std::string>().swap(batchTexts_);
 }

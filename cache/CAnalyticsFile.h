@@ -7,6 +7,7 @@
 #include <orinpoint/IAnalyticsFile.h>
 
 #include "cache/CMyEncrypt.h"
+#include "cache/batch_text.h"
 
 namespace orin {
 
@@ -51,6 +52,9 @@ class CAnalyticsFile : public IAnalyticsFile {
   // After the operations above, so their slots do not move (see IAnalyticsFile.h).
   virtual ~CAnalyticsFile();
 
+  // The next batch as ReadNextBatch takes it, but as the text to post (cache/batch_text.h).
+  bool ReadNextBatchText(BatchText& out, std::int32_t& count);
+
   std::int32_t readIndex() const { return readIndex_; }
   std::size_t recordCount() const { return records_.size(); }
 
@@ -67,8 +71,10 @@ class CAnalyticsFile : public IAnalyticsFile {
   std::vector<const char*> records_;
   std::int32_t readIndex_ = 0;
   std::int64_t fileSize_ = 0;
-  // Reused by every batch, so a delivery allocates the list once rather than per batch.
+  // Reused by every batch, so a delivery allocates the list once rather than per batch, and the
+  // texts' buffers, kept in spareTexts_ between batches, once rather than per record.
   std::vector<std::string> batchTexts_;
+  std::vector<std::string> spareTexts_;
 };
 
 // The process-wide cache file object, built on first use.

@@ -21,8 +21,14 @@ class CMyEncrypt {
 
   std::uint32_t keyState() const { return keyState_; }
 
+  // 24 bytes is the smallest run that is both a whole number of 8-byte words and of key cycles;
+  // four of them give the compiler room to use vector registers.
+  static constexpr int kBlockWords = 12;
+
  private:
   std::uint32_t keyState_ = 0;
+  // The key's bytes repeated over one block, made once per key rather than per call.
+  std::uint64_t pattern_[kBlockWords] = {};
 };
 
 }  // namespace orin

@@ -22,12 +22,10 @@ std::uint64_t Fnv1a64(const std::string& text) {
 }  // namespace
 
 std::string CachedBatchKey(const std::string& claimId, std::int32_t firstRecord,
-                           const Json::Value& events) {
+                           const Json::Value& firstEvent) {
   if (claimId.empty()) return {};
   std::string device;
-  if (events.isArray() && !events.empty() && events[0].isObject() && events[0]["u"].isString()) {
-    device = events[0]["u"].asString();
-  }
+  if (firstEvent.isObject() && firstEvent["u"].isString()) device = firstEvent["u"].asString();
   char tail[48];
   std::snprintf(tail, sizeof tail, "-%" PRId32 "-%016" PRIx64, firstRecord, Fnv1a64(device));
   return claimId + tail;

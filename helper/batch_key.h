@@ -14,8 +14,9 @@ namespace orin::helper {
 
 // Empty when there is no claim id (it could not be written): the batch then goes without a key
 // and the collector stores it as it comes.
+// firstEvent: the batch's first event, null when it has none.
 std::string CachedBatchKey(const std::string& claimId, std::int32_t firstRecord,
-                           const Json::Value& events);
+                           const Json::Value& firstEvent);
 
 // A -submit is posted once and never resent as such (what is not delivered joins the cache and
 // gets a cache batch's key there): a key of its own, random.

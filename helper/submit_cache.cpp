@@ -2,14 +2,11 @@
 // for the rename that claims the live cache, never across a request. Progress is recorded after
 // every delivered batch, so a helper killed at any moment resends at most the batch that was in
 // flight, under the same key, and the collector stores it once.
-#include <future>
 #include <string>
-#include <system_error>
 
 #include <json/value.h>
 
 #include "cache/CAnalyticsFile.h"
-#include "common/json_text.h"
 #include "helper/batch_key.h"
 #include "helper/collector_client.h"
 #include "helper/commands.h"
@@ -31,31 +28,26 @@ struct Delivered {
   std::int32_t batches = 0;
 };
 
-// One batch taken from the claimed file, written as the text to post.
+// One batch taken from the claimed file: the stored texts themselves, joined into the body.
 struct Batch {
   std::int32_t count = 0;  // records taken, whether they parsed or not
-  Json::ArrayIndex events = 0;
-  std::string body;
+  BatchText text;
   std::string key;
 };
 
 bool Take(CAnalyticsFile& file, const std::string& claim, std::int32_t size, Batch& out) {
-  Json::Value events(Json::arrayValue);
   const std::int32_t first = file.readIndex();
   out.count = size;
-  if (!file.ReadNextBatch(events, out.count)) return false;
-  out.events = events.size();
   // Records that no longer parse count as taken and are dropped; nothing to post for them.
-  out.body = events.empty() ? std::string() : ToFastText(events);
-  out.key = CachedBatchKey(claim, first, events);
+  if (!file.ReadNextBatchText(out.text, out.count)) return false;
+  out.key = CachedBatchKey(claim, first, out.text.first);
   return true;
 }
 
-// Delivers the claimed file from its recorded progress on. The next batch is read and written
-// while the current one is on its way, so the collector does not wait for the helper. On a
-// refused batch the claimed file stays as it is, with its count: its records keep their places,
-// and so their keys, for the next run (handing them back to the live cache would give a batch
-// the collector may have stored a new key).
+// Delivers the claimed file from its recorded progress on. On a refused batch the claimed file
+// stays as it is, with its count: its records keep their places, and so their keys, for the next
+// run (handing them back to the live cache would give a batch the collector may have stored a
+// new key).
 Result DeliverClaimed(const InflightFiles& files, const Endpoint& endpoint, std::int32_t batch,
                       std::uint32_t deadlineMs, const Report& report, Delivered& total) {
   if (!SetDamageAside(files.claimed, files.damaged, report)) {
@@ -78,26 +70,17 @@ Result DeliverClaimed(const InflightFiles& files, const Endpoint& endpoint, std:
   Batch current;
   bool more = Take(file, claim, batch, current);
   while (more) {
-    std::future<PostOutcome> posting;
-    if (current.events > 0) {
-      try {
-        posting = std::async(std::launch::async,
-                             [&] { return PostBody(endpoint, current.body, current.key, deadlineMs); });
-      } catch (const std::system_error&) {
-        // No thread to spare: the batch goes out below, after the next one is read.
-      }
-    }
+    // Posted on this thread: with the stored texts sent as they are, reading a batch costs
+    // little beside posting it, and a thread to overlap the two cost more than it saved.
     Batch next;
     more = Take(file, claim, batch, next);
     PostOutcome outcome;
     outcome.delivered = true;
-    if (posting.valid()) {
-      outcome = posting.get();
-    } else if (current.events > 0) {
-      outcome = PostBody(endpoint, current.body, current.key, deadlineMs);
+    if (current.text.events > 0) {
+      outcome = PostBody(endpoint, current.text.body, current.key, deadlineMs);
     }
     const bool setAside =
-        !outcome.delivered && SetAsideWhenRefusedForGood(files.cache, current.body, outcome, report);
+        !outcome.delivered && SetAsideWhenRefusedForGood(files.cache, current.text.body, outcome, report);
     if (!outcome.delivered && !setAside) {
       file.PutBack(current.count + (more ? next.count : 0));
       const std::string kept = std::to_string(file.recordCount() - file.readIndex());
@@ -112,11 +95,11 @@ Result DeliverClaimed(const InflightFiles& files, const Endpoint& endpoint, std:
                                              std::to_string(total.batches + 1) + "; " + kept +
                                              " records kept for the next run");
     }
-    if (current.events > 0 && !setAside) {
+    if (current.text.events > 0 && !setAside) {
       ++total.batches;
-      total.events += current.events;
+      total.events += current.text.events;
       report.Note("batch " + std::to_string(total.batches) + ": " +
-                  std::to_string(current.events) + " events delivered (status " +
+                  std::to_string(current.text.events) + " events delivered (status " +
                   std::to_string(outcome.status) + ")");
     }
     // The batch read ahead is not delivered yet.

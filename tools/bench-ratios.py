@@ -15,6 +15,7 @@ TARGETS = {
     "BM_PointsToCache": 0.80,
     "BM_CacheToCollector": 0.70,  # the helper's delivery beside posting the same batches
     "BM_CollectorKeyedIntake": 0.90,  # batches with a key beside the same without one
+    "BM_DeviceIdExchange": 0.80,  # the module's client beside a bare request that checks nothing
     "BM_ModuleLoad": 0.20,      # the module's load + first call at most 5x a bare dlopen
 }
 # Figures that are sizes rather than rates: the counter, and the most the figure may reach.

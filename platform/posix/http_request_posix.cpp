@@ -68,8 +68,39 @@ int AcceptLikeWinInet(int preverified, X509_STORE_CTX* store) {
   }
 }
 
-CURLcode InstallVerifier(CURL*, void* sslContext, void*) {
-  SSL_CTX_set_verify(static_cast<SSL_CTX*>(sslContext), SSL_VERIFY_PEER, AcceptLikeWinInet);
+// The authorities libcurl was built to trust, read once per process: reading the bundle is most
+// of what a request costs otherwise. Null while it cannot be read; the next handshake tries again,
+// and fails as libcurl does with an unreadable bundle. Never freed: a request may still be under
+// way while the process exits.
+X509_STORE* TrustedAuthorities(CURL* easy) {
+  static std::mutex lock;
+  static X509_STORE* shared = nullptr;
+  std::lock_guard<std::mutex> guard(lock);
+  if (shared != nullptr) return shared;
+  char* file = nullptr;
+  char* folder = nullptr;
+  curl_easy_getinfo(easy, CURLINFO_CAINFO, &file);
+  curl_easy_getinfo(easy, CURLINFO_CAPATH, &folder);
+  X509_STORE* store = X509_STORE_new();
+  if (store == nullptr) return nullptr;
+  if ((file != nullptr || folder != nullptr) && X509_STORE_load_locations(store, file, folder) != 1) {
+    X509_STORE_free(store);
+    return nullptr;
+  }
+  // What libcurl sets on a store it fills itself.
+  X509_STORE_set_flags(store, X509_V_FLAG_TRUSTED_FIRST | X509_V_FLAG_PARTIAL_CHAIN);
+  shared = store;
+  return shared;
+}
+
+// Every connection gets the same store of authorities and nothing else of another: its own
+// context, its own handshake, no session carried over.
+CURLcode InstallVerifier(CURL* easy, void* sslContext, void*) {
+  auto* context = static_cast<SSL_CTX*>(sslContext);
+  X509_STORE* store = TrustedAuthorities(easy);
+  if (store == nullptr) return CURLE_SSL_CACERT_BADFILE;
+  SSL_CTX_set1_cert_store(context, store);
+  SSL_CTX_set_verify(context, SSL_VERIFY_PEER, AcceptLikeWinInet);
   return CURLE_OK;
 }
 
@@ -266,8 +297,11 @@ bool Configure(CURL* c, const Hop& hop, const HttpRequestInfo& request, curl_sli
 
   set(curl_easy_setopt(c, CURLOPT_SSL_VERIFYPEER, 1L));
   set(curl_easy_setopt(c, CURLOPT_SSL_VERIFYHOST, 2L));
-  // Without it every unknown authority would fail: only an OpenSSL-based libcurl will do.
+  // Without it every unknown authority would fail: only an OpenSSL-based libcurl will do. It also
+  // hands over the authorities, so libcurl is told to read none itself.
   set(curl_easy_setopt(c, CURLOPT_SSL_CTX_FUNCTION, InstallVerifier));
+  set(curl_easy_setopt(c, CURLOPT_CAINFO, static_cast<char*>(nullptr)));
+  set(curl_easy_setopt(c, CURLOPT_CAPATH, static_cast<char*>(nullptr)));
   set(curl_easy_setopt(c, CURLOPT_HTTPHEADER, headers));
 
   const bool get = std::string(hop.verb) == "GET";

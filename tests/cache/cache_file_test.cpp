@@ -1,8 +1,10 @@
+#include <memory>
 #include <new>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <json/reader.h>
 #include <json/value.h>
 
 #include "cache/CAnalyticsFile.h"
@@ -269,6 +271,40 @@ TEST_F(CacheFile, EmptyAndUnparsableRecordsAreTakenButAddNothingAndUserGoesIntoO
   EXPECT_EQ(batch[0]["u"], "abc");
   EXPECT_EQ(batch[1]["u"], "abc");
   EXPECT_EQ(batch[2], 5);
+
+  // The same records and odder ones as the text to post: what the batch reading keeps, a record
+  // that is plain JSON as it is stored, and a body a strict reader takes.
+  std::string bytes = ReadBytes(path_);
+  for (const char* text : {"{ \"n\" : 3 }  \n", "{\"n\":4} and more", "/*c*/{\"n\":5}",
+                           "{\"n\":6,\"n\":7}", "{\"s\":\"\\ud800\"}", "{\"s\":\"\\udc00\"}",
+                           "{\"s\":\"\\ud83d\\ude00\\u00e9\"}", "{\"s\":\"\xff\"}", "{\"s\":\"\xc3\xa9\"}",
+                           "{\"x\":1e400}", "{\"x\":-0.25,\"y\":[1,{}],\"z\":null}", "{\"x\":01}",
+                           "{\"x\":[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[1]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]}",
+                           "[{\"n\":8}]", "\"text\"", "{\"s\":\"tab\tin\"}"}) {
+    bytes += RawRecord(text);
+  }
+  WriteBytes(path_, bytes);
+  ASSERT_TRUE(file_.LoadFile(path_.c_str()));
+  Json::Value kept;
+  count = 100;
+  ASSERT_TRUE(file_.ReadNextBatch(kept, count));
+  ASSERT_TRUE(file_.LoadFile(path_.c_str()));
+  BatchText text;
+  count = 100;
+  ASSERT_TRUE(file_.ReadNextBatchText(text, count));
+  EXPECT_EQ(count, 22);
+  Json::Value sent, strict;
+  Json::CharReaderBuilder::strictMode(&strict);
+  Json::CharReaderBuilder builder;
+  builder.settings_ = strict;
+  std::string errors;
+  ASSERT_TRUE(std::unique_ptr<Json::CharReader>(builder.newCharReader())
+                  ->parse(text.body.data(), text.body.data() + text.body.size(), &sent, &errors))
+      << errors << text.body;
+  EXPECT_EQ(ToFastText(sent), ToFastText(kept));
+  EXPECT_EQ(text.events, kept.size());
+  EXPECT_EQ(text.first, kept[0]);
+  EXPECT_NE(text.body.find(",{ \"n\" : 3 },"), std::string::npos) << text.body;
 }
 
 TEST_F(CacheFile, PutBackCountsBackTheRecordsGivenAndCommitKeepsExactlyTheUnreadBytes) {

@@ -1,0 +1,35 @@
+#include "cache/batch_text.h"
+
+#include "common/json_scan.h"
+#include "common/json_text.h"
+
+namespace orin {
+
+void JoinRecordTexts(const std::vector<std::string>& texts, BatchText& out) {
+  out.body.clear();
+  out.events = 0;
+  out.first = Json::Value();
+  for (const std::string& text : texts) {
+    const char* begin = text.data();
+    const char* end = text.data() + text.size();
+    const char* objectEnd = PlainJsonObjectEnd(begin, end);
+    std::string written;
+    Json::Value parsed;
+    if (objectEnd == nullptr || out.events == 0) {
+      // The batch reading drops what does not parse and null, {} and [].
+      if (!ParseJsonText(begin, end, parsed) || parsed.empty()) continue;
+      if (objectEnd == nullptr) {
+        written = ToFastText(parsed);
+        begin = written.data();
+        objectEnd = written.data() + written.size() - 1;  // without its line feed
+      }
+      if (out.events == 0) out.first = std::move(parsed);
+    }
+    out.body += out.events == 0 ? '[' : ',';
+    out.body.append(begin, objectEnd);
+    ++out.events;
+  }
+  if (out.events > 0) out.body += "]\n";
+}
+
+}  // namespace orin

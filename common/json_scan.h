@@ -1,0 +1,15 @@
+#pragma once
+
+// A check of a record's text that builds nothing, so a text can be sent as it is stored.
+
+namespace orin {
+
+// Where the object that [begin, end) holds ends (one past its '}'), or nullptr. Only what every
+// JSON reader takes the same way, and JsonCpp keeps: one object with at least one member, then
+// nothing but whitespace; no comments; names without escapes, each once per object; strings of
+// well-formed UTF-8 whose escapes are well formed (surrogates in pairs); numbers without an
+// exponent and at most 24 characters long; nesting at most 32 deep. Anything else, JSON or
+// not, gets nullptr: such a text has to be parsed to know what it holds.
+const char* PlainJsonObjectEnd(const char* begin, const char* end);
+
+}  // namespace orin
