@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <cstring>
 
+#include "common/utf8.h"
+
 namespace orin {
 namespace {
 
@@ -90,29 +92,10 @@ struct Scanner {
   // One UTF-8 sequence of two or more bytes at p: no overlong form, no surrogate, nothing past
   // U+10FFFF.
   bool Utf8() {
-    const auto byte = [this](std::ptrdiff_t i) { return static_cast<unsigned char>(p[i]); };
-    const unsigned char c = byte(0);
-    int more;
-    unsigned char low = 0x80, high = 0xBF;
-    if (c >= 0xC2 && c <= 0xDF) {
-      more = 1;
-    } else if (c >= 0xE0 && c <= 0xEF) {
-      more = 2;
-      if (c == 0xE0) low = 0xA0;
-      if (c == 0xED) high = 0x9F;
-    } else if (c >= 0xF0 && c <= 0xF4) {
-      more = 3;
-      if (c == 0xF0) low = 0x90;
-      if (c == 0xF4) high = 0x8F;
-    } else {
-      return false;
-    }
-    if (end - p <= more) return false;
-    if (byte(1) < low || byte(1) > high) return false;
-    for (int i = 2; i <= more; ++i) {
-      if (byte(i) < 0x80 || byte(i) > 0xBF) return false;
-    }
-    p += more + 1;
+    const auto* at = reinterpret_cast<const unsigned char*>(p);
+    const std::size_t n = Utf8SequenceLength(at, reinterpret_cast<const unsigned char*>(end));
+    if (n < 2) return false;
+    p += n;
     return true;
   }
 

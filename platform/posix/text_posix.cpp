@@ -8,6 +8,7 @@
 #include <langinfo.h>
 #include <locale.h>
 
+#include "common/utf8.h"
 #include "platform/posix/text_convert.h"
 
 namespace orin::platform {
@@ -20,30 +21,9 @@ bool IsUtf8(const std::string& text) {
   const auto* p = reinterpret_cast<const unsigned char*>(text.data());
   const auto* end = p + text.size();
   while (p < end) {
-    const unsigned char c = *p;
-    std::size_t extra;
-    unsigned char low = 0x80, high = 0xBF;
-    if (c < 0x80) {
-      extra = 0;
-    } else if (c >= 0xC2 && c <= 0xDF) {
-      extra = 1;
-    } else if (c >= 0xE0 && c <= 0xEF) {
-      extra = 2;
-      if (c == 0xE0) low = 0xA0;
-      if (c == 0xED) high = 0x9F;
-    } else if (c >= 0xF0 && c <= 0xF4) {
-      extra = 3;
-      if (c == 0xF0) low = 0x90;
-      if (c == 0xF4) high = 0x8F;
-    } else {
-      return false;
-    }
-    if (std::size_t(end - p) <= extra) return extra == 0;
-    for (std::size_t i = 1; i <= extra; ++i) {
-      const unsigned char lo = i == 1 ? low : 0x80, hi = i == 1 ? high : 0xBF;
-      if (p[i] < lo || p[i] > hi) return false;
-    }
-    p += extra + 1;
+    const std::size_t n = Utf8SequenceLength(p, end);
+    if (n == 0) return false;
+    p += n;
   }
   return true;
 }
