@@ -97,6 +97,8 @@ def main():
     # A fault that makes a program wait for what never comes is caught by this limit.
     ap.add_argument("--timeout", type=int, default=180, help="seconds a test program may take")
     args = ap.parse_args()
+    # ctest takes a relative report path from the build folder, not from here.
+    args.build = os.path.abspath(args.build)
     # A stop by signal still puts the sources back (SystemExit runs the finally below).
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(2))
 
