@@ -2,7 +2,9 @@
 // switch, and command lines or settings it cannot use.
 #include <cstring>
 
+#include "helper/restamp_marker.h"
 #include "helper_fixture.h"
+#include "pinned_file.h"
 
 namespace orin::testing {
 namespace {
@@ -54,6 +56,48 @@ TEST_F(CommandsTest, UpdateCacheGivesTheBackupTheCurrentDeviceIdAndAppendsItToTh
     expected["u"] = kNewId;
     ASSERT_EQ(delivered[10 + i], expected) << i;
   }
+
+  // A run that ended just before or just after its append leaves its marker, its staged records
+  // and the cache without or with them; a backup a scanner holds cannot be removed. Either way
+  // the backup's events reach the cache once.
+  const std::string marker = cache_ + ".updated";
+  for (bool appended : {false, true}) {
+    SCOPED_TRACE(appended ? "ended after the append" : "ended before the append");
+    Fill(backup, 40);
+    Fill(cache_, 3, 7);
+    CAnalyticsFile staging;
+    for (int i = 0; i < 40; ++i) {
+      Json::Value e = Event(1001, i);
+      e["u"] = kNewId;
+      ASSERT_TRUE(staging.AppendEvent((cache_ + ".update").c_str(), e));
+    }
+    const std::string backupBytes = ReadBytes(backup), live = ReadBytes(cache_);
+    ASSERT_TRUE(helper::WriteRestampMarker(
+        marker, {helper::RestampMarker::kAppending, backupBytes.size(),
+                 helper::BackupHash(backupBytes), static_cast<std::int64_t>(live.size())}));
+    if (appended) WriteBytes(cache_, live + ReadBytes(cache_ + ".update"));
+    ASSERT_EQ(Run("-update_cache"), 0);
+    const auto counts = CountByPoint(CacheEvents(cache_));
+    EXPECT_EQ(counts.size(), 43u);
+    for (const auto& [point, times] : counts) EXPECT_EQ(times, 1);
+    EXPECT_FALSE(Exists(backup) || Exists(marker));
+    platform::RemoveFile(cache_.c_str());
+  }
+  Collector::Stage();
+  Fill(backup, 40);
+  Fill(cache_, 3, 7);
+  {
+    PinnedFile pinned(backup);
+    if (!pinned.pinned()) GTEST_SKIP() << "this system cannot pin a file";
+    EXPECT_EQ(Run("-update_cache"), 3);
+    EXPECT_EQ(Run("-update_cache"), 3);
+    EXPECT_EQ(Run("-submit_cache"), 0);
+  }
+  EXPECT_EQ(Run("-update_cache"), 0);
+  EXPECT_FALSE(Exists(backup) || Exists(marker) || Exists(cache_));
+  const auto counts = CountByPoint(Collector::Events());
+  EXPECT_EQ(counts.size(), 43u);
+  for (const auto& [point, times] : counts) EXPECT_EQ(times, 1);
 }
 
 TEST_F(CommandsTest, UpdateCacheWithoutADeviceIdKeepsTheBackupAndTheCacheAsTheyWere) {
