@@ -149,26 +149,6 @@ TEST_F(ConfigTest, InitializeRecordsTheCachePathButKeepsTheAddressItHas) {
   }
 }
 
-TEST_F(ConfigTest, FirstStartPlacesUserConfigInTheSharedFolderAndRecordsIt) {
-  EXPECT_FALSE(CQuillAnalyze().Initialize("", "", false, false, nullptr));  // no cache anywhere
-  CQuillAnalyze e;
-  ASSERT_TRUE(e.Initialize(dir.File("c.dat"), "https://c/x", true, false, "src"));
-  EXPECT_EQ(std::string(e.GetUserConfigPath()), userConfig);
-  EXPECT_EQ(Recorded("usercfg") + " " + Recorded("Cache"), userConfig + " " + dir.File("c.dat"));
-  const std::string id = ReadIni(userConfig, "User", "DevID");
-  EXPECT_EQ(id.size(), 43u);
-  EXPECT_EQ(e.commonProperties().at("u").text, id);
-  EXPECT_EQ(e.commonDetails().at("xid").text, "src");
-
-  // What is recorded wins over the arguments, and the file is not rewritten.
-  const std::string before = ReadBytes(Beside("OrAnacfg.ini"));
-  CQuillAnalyze again;
-  ASSERT_TRUE(again.Initialize(dir.File("other.dat"), "https://other/x", false, false, ""));
-  EXPECT_EQ(again.cachePath() + " " + again.collectAddress(),
-            dir.File("c.dat") + " " + Recorded("Address"));
-  EXPECT_EQ(ReadBytes(Beside("OrAnacfg.ini")), before);
-}
-
 TEST_F(ConfigTest, UnderAHostUserConfigIsNotRecordedAndItsIdOnlyGoesIntoEvents) {
   CQuillAnalyze e;
   e.SetRootPrefix("R:");

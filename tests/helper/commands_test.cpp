@@ -162,10 +162,13 @@ TEST_F(CommandsTest, SubmitPostsTheArrayAndCachesItWhenTheCollectorRefuses) {
   }
 }
 
-TEST_F(CommandsTest, AnEmptySubmitSendsNothing) {
+TEST_F(CommandsTest, NothingToSendIsSuccessAndSendsNothing) {
   EXPECT_EQ(Run(SubmitArgs(Json::Value(Json::arrayValue))), 0);
-  EXPECT_EQ(Collector::Requests().size(), 0u);
   EXPECT_FALSE(Exists(cache_));
+  EXPECT_EQ(Run("-submit_cache"), 0);  // no cache file
+  WriteBytes(cache_, "");
+  EXPECT_EQ(Run("-submit_cache"), 0);
+  EXPECT_EQ(Collector::Requests().size(), 0u);
 }
 
 TEST_F(CommandsTest, WithTheUserExperienceSwitchedOffNothingIsSentOrChanged) {

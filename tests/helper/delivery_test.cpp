@@ -203,14 +203,5 @@ TEST_F(DeliveryTest, DamageLosesOnlyItselfAndItsBytesAreKeptBesideTheCache) {
   }
 }
 
-TEST_F(DeliveryTest, NothingToDeliverIsSuccessAndSendsNothing) {
-  for (bool emptyFile : {false, true}) {
-    SCOPED_TRACE(emptyFile ? "empty cache file" : "no cache file");
-    if (emptyFile) WriteBytes(cache_, "");
-    EXPECT_EQ(Run("-submit_cache"), 0);
-    EXPECT_EQ(Collector::Requests().size(), 0u);
-  }
-}
-
 }  // namespace
 }  // namespace orin::testing

@@ -20,8 +20,8 @@ std::string StoredId(const std::string& ini) {
   return buffer;
 }
 
-// "dev_id_" and a lower-case version-4 GUID: 43 characters.
-const std::regex kNewId("dev_id_[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[0-9a-f]{4}-[0-9a-f]{12}");
+// "dev_id_" and a lower-case version-4 GUID of the standard variant: 43 characters.
+const std::regex kNewId("dev_id_[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}");
 
 TEST(CookiesMgr, CreatesOnceThenReturnsWhateverIsStored) {
   TempDir dir;

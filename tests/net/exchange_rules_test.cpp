@@ -1,9 +1,9 @@
-// The engine's exchange rules with the transport replaced: how many sends each server answer
-// costs, what FetchDeviceId reports, and the pure mappings and bodies.
+// The engine's exchange rules with the transport replaced (where the server's side cannot show
+// them: the scheme and the reply skipped), and the pure mappings and bodies. How many sends each
+// server answer costs is checked against the real server (online_engine_test.cpp).
 #include <vector>
 
 #include "analytics/CQuillAnalyze.h"
-#include "analytics/endpoints.h"
 #include "analytics/language_index.h"
 #include "analytics/reply_scan.h"
 #include <gtest/gtest.h>
@@ -37,42 +37,6 @@ struct ScriptedTransport {
     };
   }
 };
-
-TEST(ExchangeRulesTest, FetchDeviceIdRetriesOnlyAnEmptyFailureAndOnlyOnce) {
-  const std::string uuid = "0f1e2d3c-4b5a-6978-8796-a5b4c3d2e1f0";
-  const std::string reply = "{\"dev_id\":\"" + uuid + "\"}";
-  const struct {
-    const char* name;
-    std::vector<ScriptedTransport::Answer> answers;
-    std::int32_t result;
-    std::size_t sends;
-  } cases[] = {
-      {"not sent", {{false, 0, ""}}, -1, 1},
-      {"200 with id", {{true, 200, reply}}, 0, 1},
-      {"204 empty: no retry", {{true, 204, ""}}, 1, 1},
-      {"500 with id: no retry", {{true, 500, reply}}, 0, 1},
-      {"503 empty twice", {{true, 503, ""}, {true, 503, ""}, {true, 200, reply}}, 1, 2},
-      {"503 empty, then an id", {{true, 503, ""}, {true, 200, reply}}, 0, 2},
-      {"503 empty, then not sent", {{true, 503, ""}, {false, 0, ""}}, 1, 2},
-      {"503 empty, then a body without id", {{true, 503, ""}, {true, 503, "x"}}, 1, 2},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    ScriptedTransport transport{c.answers, {}};
-    CQuillAnalyze engine;
-    engine.SetHttpTransport(transport.Bind());
-    std::string id = "untouched";
-    EXPECT_EQ(engine.FetchDeviceId(nullptr, id), c.result);
-    EXPECT_EQ(id, c.result == 0 ? "dev_id_" + uuid : "untouched");
-    ASSERT_EQ(transport.requests.size(), c.sends);
-    for (const auto& r : transport.requests) {
-      EXPECT_EQ(r.host, kTrackingHost);
-      EXPECT_EQ(r.body, "{\"xid\":\"\"}\n");
-      EXPECT_FALSE(r.useGet);
-      EXPECT_FALSE(r.skipReply);
-    }
-  }
-}
 
 TEST(ExchangeRulesTest, DeviceIdRequestFollowsTheVidSchemeAndBindPostSkipsTheReply) {
   for (const char* url : {"https://h.example/v", "http://h.example/v"}) {

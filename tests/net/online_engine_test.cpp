@@ -74,6 +74,10 @@ TEST_F(OnlineEngineTest, DeviceIdIsAskedForUntilTheServerWasReached) {
        kLocal, true},
       {"empty 503 then an id", "", false, {{503, ""}, {200, DevIdReply(kUuid)}}, "good", 2,
        kServers, true},
+      {"an empty 204 is not tried again", "", false, {{204, ""}, {200, DevIdReply(kUuid)}}, "good",
+       1, kLocal, true},
+      {"empty 503 then a body without an id", "", false, {{503, ""}, {503, "x"}, {200, DevIdReply(kUuid)}},
+       "good", 2, kLocal, true},
       {"never sent", "", false, {{200, DevIdReply(kUuid)}}, "otherhost", 0, kLocal, false},
       {"never sent, stored id stays", kOldId, false, {{200, DevIdReply(kUuid)}}, "otherhost", 0,
        kKept, false},
@@ -270,6 +274,7 @@ class FirstStartTest : public OnlineEngineTest {
 
 TEST_F(FirstStartTest, WritesEveryFileAndTheServersIdReachesTheEvents) {
   TestServer::Reset({{200, DevIdReply(kUuid)}});
+  EXPECT_FALSE(CQuillAnalyze().Initialize("", "", false, false, nullptr));  // no cache anywhere
   Engine engine(new CQuillAnalyze);
   ASSERT_TRUE(engine->Initialize(cache, kCollect, false, false, "src7"));
 
@@ -289,6 +294,13 @@ TEST_F(FirstStartTest, WritesEveryFileAndTheServersIdReachesTheEvents) {
   EXPECT_EQ(events[0]["u"].asString(), kServerId);
   EXPECT_EQ(events[0]["p"]["xid"].asString(), "src7");
   EXPECT_EQ(events[0]["l"].asInt(), 3);
+
+  // What is recorded wins over the arguments, and the file is not rewritten.
+  const std::string before = ReadBytes(Beside("OrAnacfg.ini"));
+  Engine again(new CQuillAnalyze);
+  ASSERT_TRUE(again->Initialize(dir.File("other.dat"), "https://other/x", false, false, ""));
+  EXPECT_EQ(again->cachePath() + " " + again->collectAddress(), cache + " " + kCollect);
+  EXPECT_EQ(ReadBytes(Beside("OrAnacfg.ini")), before);
 }
 
 TEST_F(FirstStartTest, ExperienceOffRefusesAndTouchesNothing) {

@@ -1,14 +1,12 @@
-// Files, processes, threads, GUIDs, host paths and host texts: the thin services the engine gets
+// Files, processes, threads, host paths and host texts: the thin services the engine gets
 // from the OS.
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <set>
 #include <string>
 #include <vector>
 
 #include "platform/files.h"
-#include "platform/guid.h"
 #include "platform/host_paths.h"
 #include "platform/os.h"
 #include "platform/process.h"
@@ -130,18 +128,6 @@ TEST(Threads, TimedWaitsSeeTheEndAndEarlyCloseIsSafe) {
   EXPECT_TRUE(WaitThread(t, 0)) << "an ended thread stays ended";
   CloseThread(t);
   while (gRuns < 51) SleepMs(1);
-}
-
-TEST(Guids, AreUniqueVersionFourWithTheStandardVariant) {
-  std::set<std::string> seen;
-  for (int i = 0; i < 1000; ++i) {
-    Guid g{};
-    ASSERT_TRUE(CreateGuid(&g));
-    EXPECT_EQ(g.data3 >> 12, 4) << "version nibble";
-    EXPECT_EQ(g.data4[0] & 0xC0, 0x80) << "variant bits";
-    seen.insert(std::string(reinterpret_cast<const char*>(&g), sizeof g));
-  }
-  EXPECT_EQ(seen.size(), 1000u);
 }
 
 TEST(HostPaths, NameThisProgramAndCutLikeTheWin32Calls) {
