@@ -171,6 +171,9 @@ class CQuillAnalyze : public IQuillAnalyze {
   // The worker reads the cache path while the host's thread may set it again.
   std::string CachePath() const;
   void SetCachePath(std::string path);
+  // The last step of both initializations: the device id and the source id into the common
+  // values, and the engine on.
+  void FinishInitialize(const std::string& deviceId, const char* xid);
   // Exit handlers and static destructors run while other threads still do (POSIX), so the
   // process-wide engine stops its worker from an exit handler registered after every object the
   // worker uses has been built: it runs before any of them is destroyed.

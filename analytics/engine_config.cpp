@@ -162,11 +162,7 @@ bool CQuillAnalyze::Initialize(const std::string& cachePath, const std::string& 
     if (!cookies->GetDevId(userConfigPath_.c_str(), deviceId, false)) return false;
   }
 
-  Put(commonProperties_, "u", PropertyValue{kPropertyText, 0, deviceId});
-  if (xid != nullptr && *xid != '\0') {
-    Put(commonDetails_, "xid", PropertyValue{kPropertyText, 0, xid});
-  }
-  initialized_ = true;
+  FinishInitialize(deviceId, xid);
   return true;
 } catch (...) {
   return false;
@@ -181,14 +177,18 @@ bool CQuillAnalyze::InitializeWithIdFile(const std::string& cachePath,
   if (!GetCookiesMgr()->GetDevId(idFilePath.c_str(), deviceId, true)) return false;
   SetCachePath(cachePath);
   collectAddress_ = collectAddress;
+  FinishInitialize(deviceId, xid);
+  return true;
+} catch (...) {
+  return false;
+}
+
+void CQuillAnalyze::FinishInitialize(const std::string& deviceId, const char* xid) {
   Put(commonProperties_, "u", PropertyValue{kPropertyText, 0, deviceId});
   if (xid != nullptr && *xid != '\0') {
     Put(commonDetails_, "xid", PropertyValue{kPropertyText, 0, xid});
   }
   initialized_ = true;
-  return true;
-} catch (...) {
-  return false;
 }
 
 const char* CQuillAnalyze::GetUserConfigPath() { return userConfigPath_.c_str(); }

@@ -2,21 +2,13 @@
 
 #include <sstream>
 
+#include "common/fnv1a.h"
 #include "helper/inflight.h"
 
 namespace orin::helper {
 
 bool RestampMarker::Names(const std::string& backupBytes) const {
-  return state != kNone && size == backupBytes.size() && hash == BackupHash(backupBytes);
-}
-
-std::uint64_t BackupHash(const std::string& bytes) {
-  std::uint64_t h = 14695981039346656037ull;
-  for (unsigned char c : bytes) {
-    h ^= c;
-    h *= 1099511628211ull;
-  }
-  return h;
+  return state != kNone && size == backupBytes.size() && hash == Fnv1a64(backupBytes);
 }
 
 RestampMarker ReadRestampMarker(const std::string& path) {

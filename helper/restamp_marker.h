@@ -9,7 +9,7 @@ namespace orin::helper {
 // (a scanner holding it) has its events appended twice:
 //   "appending SIZE HASH BEFORE"  written before the append; the live cache then held BEFORE bytes
 //   "appended SIZE HASH"          written once the append is on stable storage
-// SIZE and HASH name the backup's bytes: a newer backup the module moved aside meanwhile is a
+// SIZE and HASH (Fnv1a64, hexadecimal) name the backup's bytes: a newer backup the module moved aside meanwhile is a
 // different file and is moved in turn.
 struct RestampMarker {
   enum State { kNone, kAppending, kAppended };
@@ -20,8 +20,6 @@ struct RestampMarker {
   bool Names(const std::string& backupBytes) const;
 };
 
-// FNV-1a over the bytes.
-std::uint64_t BackupHash(const std::string& bytes);
 // kNone when the file is missing or holds anything else.
 RestampMarker ReadRestampMarker(const std::string& path);
 // Replaces the file durably.

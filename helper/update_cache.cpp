@@ -9,6 +9,7 @@
 #include <json/value.h>
 
 #include "cache/CAnalyticsFile.h"
+#include "common/fnv1a.h"
 #include "helper/commands.h"
 #include "helper/damage_aside.h"
 #include "helper/helper_lock.h"
@@ -51,7 +52,7 @@ Result AppendRestamped(const Settings& settings, const std::string& backupBytes,
   RestampMarker marker;
   marker.state = RestampMarker::kAppending;
   marker.size = backupBytes.size();
-  marker.hash = BackupHash(backupBytes);
+  marker.hash = Fnv1a64(backupBytes);
   marker.cacheBefore = std::max<std::int64_t>(FileSize(settings.cachePath), 0);
   std::string bytes;
   if (!ReadWholeFile(staging, bytes) || bytes.size() > 0x7FFFFFFFu ||

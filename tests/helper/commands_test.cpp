@@ -2,6 +2,7 @@
 // switch, and command lines or settings it cannot use.
 #include <cstring>
 
+#include "common/fnv1a.h"
 #include "helper/restamp_marker.h"
 #include "helper_fixture.h"
 #include "pinned_file.h"
@@ -74,7 +75,7 @@ TEST_F(CommandsTest, UpdateCacheGivesTheBackupTheCurrentDeviceIdAndAppendsItToTh
     const std::string backupBytes = ReadBytes(backup), live = ReadBytes(cache_);
     ASSERT_TRUE(helper::WriteRestampMarker(
         marker, {helper::RestampMarker::kAppending, backupBytes.size(),
-                 helper::BackupHash(backupBytes), static_cast<std::int64_t>(live.size())}));
+                 Fnv1a64(backupBytes), static_cast<std::int64_t>(live.size())}));
     if (appended) WriteBytes(cache_, live + ReadBytes(cache_ + ".update"));
     ASSERT_EQ(Run("-update_cache"), 0);
     const auto counts = CountByPoint(CacheEvents(cache_));
