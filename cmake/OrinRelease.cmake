@@ -59,6 +59,9 @@ else()
   set(CPACK_SYSTEM_NAME linux-x86_64)
   set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+  # Loaded at run time, so dpkg-shlibdeps cannot see it: the OpenSSL-based libcurl, new enough
+  # for CURLOPT_PROTOCOLS_STR.
+  set(CPACK_DEBIAN_PACKAGE_DEPENDS "libcurl4 (>= 7.85.0)")
   set(CPACK_DEBIAN_PACKAGE_SECTION libs)
 endif()
 include(CPack)

@@ -2,11 +2,8 @@
 // ports, the header block and body sent as given, HTTP/1.1, the raw header text ending in a NUL,
 // the same certificate tolerance (see AcceptLikeWinInet) and the same redirects (see
 // FollowedStatus). Every hop is one easy handle of its own, run through a multi handle so that
-// an exit can end it while the server keeps it waiting.
-#include <curl/curl.h>
-#include <openssl/ssl.h>
-#include <openssl/x509_vfy.h>
-
+// an exit can end it while the server keeps it waiting. libcurl is loaded by the first exchange;
+// the module makes its exchanges on its own thread.
 #include <strings.h>
 
 #include <chrono>
@@ -17,6 +14,7 @@
 
 #include "net/exit_flag.h"
 #include "net/http_client.h"
+#include "platform/posix/curl_library.h"
 #include "platform/posix/redirect_rules.h"
 
 namespace orin::net {
@@ -40,16 +38,14 @@ constexpr std::int64_t kSecureChannelError = 12157;
 constexpr std::int64_t kConnectionAborted = 12030;
 constexpr std::int64_t kOperationCancelled = 12017;
 
-void GlobalInitOnce() {
-  static std::once_flag once;
-  std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
-}
+// Reached only within an exchange, which PostRequest starts once the library is loaded.
+const CurlLibrary& Lib() { return *Curl(); }
 
 // The request's own flags tolerate an unknown authority (self-signed included), an invalid date
 // and unchecked revocation; anything else, and curl's host-name check, still fail.
 int AcceptLikeWinInet(int preverified, X509_STORE_CTX* store) {
   if (preverified) return 1;
-  switch (X509_STORE_CTX_get_error(store)) {
+  switch (Lib().store_ctx_get_error(store)) {
     case X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT:
     case X509_V_ERR_SELF_SIGNED_CERT_IN_CHAIN:
     case X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT:
@@ -61,7 +57,7 @@ int AcceptLikeWinInet(int preverified, X509_STORE_CTX* store) {
     case X509_V_ERR_UNABLE_TO_GET_CRL:
     case X509_V_ERR_CRL_HAS_EXPIRED:
     case X509_V_ERR_CRL_NOT_YET_VALID:
-      X509_STORE_CTX_set_error(store, X509_V_OK);
+      Lib().store_ctx_set_error(store, X509_V_OK);
       return 1;
     default:
       return 0;
@@ -77,18 +73,20 @@ X509_STORE* TrustedAuthorities(CURL* easy) {
   static X509_STORE* shared = nullptr;
   std::lock_guard<std::mutex> guard(lock);
   if (shared != nullptr) return shared;
+  const CurlLibrary& lib = Lib();
   char* file = nullptr;
   char* folder = nullptr;
-  curl_easy_getinfo(easy, CURLINFO_CAINFO, &file);
-  curl_easy_getinfo(easy, CURLINFO_CAPATH, &folder);
-  X509_STORE* store = X509_STORE_new();
+  lib.easy_getinfo(easy, CURLINFO_CAINFO, &file);
+  lib.easy_getinfo(easy, CURLINFO_CAPATH, &folder);
+  X509_STORE* store = lib.store_new();
   if (store == nullptr) return nullptr;
-  if ((file != nullptr || folder != nullptr) && X509_STORE_load_locations(store, file, folder) != 1) {
-    X509_STORE_free(store);
+  if ((file != nullptr || folder != nullptr) &&
+      lib.store_load_locations(store, file, folder) != 1) {
+    lib.store_free(store);
     return nullptr;
   }
   // What libcurl sets on a store it fills itself.
-  X509_STORE_set_flags(store, X509_V_FLAG_TRUSTED_FIRST | X509_V_FLAG_PARTIAL_CHAIN);
+  lib.store_set_flags(store, X509_V_FLAG_TRUSTED_FIRST | X509_V_FLAG_PARTIAL_CHAIN);
   shared = store;
   return shared;
 }
@@ -99,8 +97,8 @@ CURLcode InstallVerifier(CURL* easy, void* sslContext, void*) {
   auto* context = static_cast<SSL_CTX*>(sslContext);
   X509_STORE* store = TrustedAuthorities(easy);
   if (store == nullptr) return CURLE_SSL_CACERT_BADFILE;
-  SSL_CTX_set1_cert_store(context, store);
-  SSL_CTX_set_verify(context, SSL_VERIFY_PEER, AcceptLikeWinInet);
+  Lib().ssl_ctx_set1_cert_store(context, store);
+  Lib().ssl_ctx_set_verify(context, SSL_VERIFY_PEER, AcceptLikeWinInet);
   return CURLE_OK;
 }
 
@@ -187,13 +185,13 @@ std::int64_t ErrorNumber(CURLcode code) {
 }
 
 struct EasyCleanup {
-  void operator()(CURL* c) const { curl_easy_cleanup(c); }
+  void operator()(CURL* c) const { Lib().easy_cleanup(c); }
 };
 struct MultiCleanup {
-  void operator()(CURLM* m) const { curl_multi_cleanup(m); }
+  void operator()(CURLM* m) const { Lib().multi_cleanup(m); }
 };
 struct ListCleanup {
-  void operator()(curl_slist* l) const { curl_slist_free_all(l); }
+  void operator()(curl_slist* l) const { Lib().slist_free_all(l); }
 };
 using Easy = std::unique_ptr<CURL, EasyCleanup>;
 using Multi = std::unique_ptr<CURLM, MultiCleanup>;
@@ -205,7 +203,7 @@ HeaderList MakeHeaderList(const std::string& block) {
   HeaderList list;
   bool hasContentType = false;
   const auto append = [&list](const char* line) {
-    curl_slist* grown = curl_slist_append(list.get(), line);
+    curl_slist* grown = Lib().slist_append(list.get(), line);
     if (grown == nullptr) return false;
     list.release();
     list.reset(grown);
@@ -232,24 +230,24 @@ HeaderList MakeHeaderList(const std::string& block) {
 
 // Runs one transfer to its end, or until the exit flag is seen.
 CURLcode Perform(CURL* easy) {
-  Multi multi(curl_multi_init());
-  if (!multi || curl_multi_add_handle(multi.get(), easy) != CURLM_OK) return CURLE_OUT_OF_MEMORY;
+  Multi multi(Lib().multi_init());
+  if (!multi || Lib().multi_add_handle(multi.get(), easy) != CURLM_OK) return CURLE_OUT_OF_MEMORY;
   CURLcode result = CURLE_ABORTED_BY_CALLBACK;
   while (!RequestsAbortedForExit()) {
     int running = 0;
-    if (curl_multi_perform(multi.get(), &running) != CURLM_OK) {
+    if (Lib().multi_perform(multi.get(), &running) != CURLM_OK) {
       result = CURLE_OUT_OF_MEMORY;
       break;
     }
     int queued = 0;
-    const CURLMsg* message = curl_multi_info_read(multi.get(), &queued);
+    const CURLMsg* message = Lib().multi_info_read(multi.get(), &queued);
     if (message != nullptr && message->msg == CURLMSG_DONE) {
       result = message->data.result;
       break;
     }
-    curl_multi_poll(multi.get(), nullptr, 0, kExitPollMs, nullptr);
+    Lib().multi_poll(multi.get(), nullptr, 0, kExitPollMs, nullptr);
   }
-  curl_multi_remove_handle(multi.get(), easy);
+  Lib().multi_remove_handle(multi.get(), easy);
   return result;
 }
 
@@ -278,59 +276,60 @@ struct HopResult {
 // libcurl); the request is then not sent at all.
 bool Configure(CURL* c, const Hop& hop, const HttpRequestInfo& request, curl_slist* headers,
                long timeoutMs, Exchange& x) {
+  const CurlLibrary& lib = Lib();
   bool ok = true;
   const auto set = [&ok](CURLcode code) { ok = ok && code == CURLE_OK; };
-  set(curl_easy_setopt(c, CURLOPT_URL, hop.url.c_str()));
-  if (!hop.target.empty()) set(curl_easy_setopt(c, CURLOPT_REQUEST_TARGET, hop.target.c_str()));
-  set(curl_easy_setopt(c, CURLOPT_PROTOCOLS_STR, "http,https"));
-  set(curl_easy_setopt(c, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1)));
-  set(curl_easy_setopt(c, CURLOPT_USERAGENT, kUserAgent.c_str()));
-  set(curl_easy_setopt(c, CURLOPT_NOSIGNAL, 1L));
-  set(curl_easy_setopt(c, CURLOPT_CONNECTTIMEOUT_MS, kConnectTimeoutMs));
-  set(curl_easy_setopt(c, CURLOPT_LOW_SPEED_LIMIT, 1L));
-  set(curl_easy_setopt(c, CURLOPT_LOW_SPEED_TIME, kStallSeconds));
-  if (timeoutMs > 0) set(curl_easy_setopt(c, CURLOPT_TIMEOUT_MS, timeoutMs));
-  set(curl_easy_setopt(c, CURLOPT_FORBID_REUSE, 1L));
-  set(curl_easy_setopt(c, CURLOPT_FRESH_CONNECT, 1L));
+  set(lib.easy_setopt(c, CURLOPT_URL, hop.url.c_str()));
+  if (!hop.target.empty()) set(lib.easy_setopt(c, CURLOPT_REQUEST_TARGET, hop.target.c_str()));
+  set(lib.easy_setopt(c, CURLOPT_PROTOCOLS_STR, "http,https"));
+  set(lib.easy_setopt(c, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1)));
+  set(lib.easy_setopt(c, CURLOPT_USERAGENT, kUserAgent.c_str()));
+  set(lib.easy_setopt(c, CURLOPT_NOSIGNAL, 1L));
+  set(lib.easy_setopt(c, CURLOPT_CONNECTTIMEOUT_MS, kConnectTimeoutMs));
+  set(lib.easy_setopt(c, CURLOPT_LOW_SPEED_LIMIT, 1L));
+  set(lib.easy_setopt(c, CURLOPT_LOW_SPEED_TIME, kStallSeconds));
+  if (timeoutMs > 0) set(lib.easy_setopt(c, CURLOPT_TIMEOUT_MS, timeoutMs));
+  set(lib.easy_setopt(c, CURLOPT_FORBID_REUSE, 1L));
+  set(lib.easy_setopt(c, CURLOPT_FRESH_CONNECT, 1L));
   // Redirects are followed here, hop by hop, by WinInet's rules.
-  set(curl_easy_setopt(c, CURLOPT_FOLLOWLOCATION, 0L));
+  set(lib.easy_setopt(c, CURLOPT_FOLLOWLOCATION, 0L));
 
-  set(curl_easy_setopt(c, CURLOPT_SSL_VERIFYPEER, 1L));
-  set(curl_easy_setopt(c, CURLOPT_SSL_VERIFYHOST, 2L));
+  set(lib.easy_setopt(c, CURLOPT_SSL_VERIFYPEER, 1L));
+  set(lib.easy_setopt(c, CURLOPT_SSL_VERIFYHOST, 2L));
   // Without it every unknown authority would fail: only an OpenSSL-based libcurl will do. It also
   // hands over the authorities, so libcurl is told to read none itself.
-  set(curl_easy_setopt(c, CURLOPT_SSL_CTX_FUNCTION, InstallVerifier));
-  set(curl_easy_setopt(c, CURLOPT_CAINFO, static_cast<char*>(nullptr)));
-  set(curl_easy_setopt(c, CURLOPT_CAPATH, static_cast<char*>(nullptr)));
-  set(curl_easy_setopt(c, CURLOPT_HTTPHEADER, headers));
+  set(lib.easy_setopt(c, CURLOPT_SSL_CTX_FUNCTION, InstallVerifier));
+  set(lib.easy_setopt(c, CURLOPT_CAINFO, static_cast<char*>(nullptr)));
+  set(lib.easy_setopt(c, CURLOPT_CAPATH, static_cast<char*>(nullptr)));
+  set(lib.easy_setopt(c, CURLOPT_HTTPHEADER, headers));
 
   const bool get = std::string(hop.verb) == "GET";
   if (!hop.first || (get && request.body.empty())) {
     // Without a body nothing announces one: a redirected POST goes without Content-Length.
-    set(curl_easy_setopt(c, CURLOPT_HTTPGET, 1L));
-    if (!get) set(curl_easy_setopt(c, CURLOPT_CUSTOMREQUEST, hop.verb));
+    set(lib.easy_setopt(c, CURLOPT_HTTPGET, 1L));
+    if (!get) set(lib.easy_setopt(c, CURLOPT_CUSTOMREQUEST, hop.verb));
   } else {
-    set(curl_easy_setopt(c, CURLOPT_POST, 1L));
-    set(curl_easy_setopt(c, CURLOPT_POSTFIELDSIZE_LARGE,
+    set(lib.easy_setopt(c, CURLOPT_POST, 1L));
+    set(lib.easy_setopt(c, CURLOPT_POSTFIELDSIZE_LARGE,
                          static_cast<curl_off_t>(request.body.size())));
-    set(curl_easy_setopt(c, CURLOPT_POSTFIELDS, request.body.data()));
+    set(lib.easy_setopt(c, CURLOPT_POSTFIELDS, request.body.data()));
     // A GET may carry a body too, as WinInet allows.
-    if (get) set(curl_easy_setopt(c, CURLOPT_CUSTOMREQUEST, "GET"));
+    if (get) set(lib.easy_setopt(c, CURLOPT_CUSTOMREQUEST, "GET"));
   }
 
-  set(curl_easy_setopt(c, CURLOPT_HEADERFUNCTION, OnHeader));
-  set(curl_easy_setopt(c, CURLOPT_HEADERDATA, &x));
-  set(curl_easy_setopt(c, CURLOPT_WRITEFUNCTION, OnBody));
-  set(curl_easy_setopt(c, CURLOPT_WRITEDATA, &x));
-  set(curl_easy_setopt(c, CURLOPT_NOPROGRESS, 0L));
-  set(curl_easy_setopt(c, CURLOPT_XFERINFOFUNCTION, OnProgress));
+  set(lib.easy_setopt(c, CURLOPT_HEADERFUNCTION, OnHeader));
+  set(lib.easy_setopt(c, CURLOPT_HEADERDATA, &x));
+  set(lib.easy_setopt(c, CURLOPT_WRITEFUNCTION, OnBody));
+  set(lib.easy_setopt(c, CURLOPT_WRITEDATA, &x));
+  set(lib.easy_setopt(c, CURLOPT_NOPROGRESS, 0L));
+  set(lib.easy_setopt(c, CURLOPT_XFERINFOFUNCTION, OnProgress));
   return ok;
 }
 
 // False when the hop could not even be set up.
 bool RunHop(const Hop& hop, const HttpRequestInfo& request, long timeoutMs, std::string& body,
             HopResult& out) {
-  Easy easy(curl_easy_init());
+  Easy easy(Lib().easy_init());
   HeaderList headers = MakeHeaderList(hop.first ? request.headers : std::string());
   if (!easy || !headers) return false;
   Exchange x;
@@ -341,7 +340,7 @@ bool RunHop(const Hop& hop, const HttpRequestInfo& request, long timeoutMs, std:
   out.code = Perform(easy.get());
   out.headersDone = x.headersDone;
   long status = 0;
-  if (curl_easy_getinfo(easy.get(), CURLINFO_RESPONSE_CODE, &status) == CURLE_OK) {
+  if (Lib().easy_getinfo(easy.get(), CURLINFO_RESPONSE_CODE, &status) == CURLE_OK) {
     out.status = status;
   }
   out.location = x.location;
@@ -351,7 +350,7 @@ bool RunHop(const Hop& hop, const HttpRequestInfo& request, long timeoutMs, std:
 
 }  // namespace
 
-void PrepareTransportForExit() { GlobalInitOnce(); }
+void PrepareTransportForExit() { Curl(); }
 
 bool PostRequest(HttpResponseInfo& response, const HttpRequestInfo& request, ErrorInfo& error) {
   response.statusCode = 0;
@@ -365,7 +364,8 @@ bool PostRequest(HttpResponseInfo& response, const HttpRequestInfo& request, Err
   };
   if (RequestsAbortedForExit()) return sendFailed(kOperationCancelled);
 
-  GlobalInitOnce();
+  // Without libcurl nothing can be sent, as with no network at all.
+  if (Curl() == nullptr) return sendFailed(kCannotConnect);
   if (!IsPlainHostName(request.host)) return sendFailed(kNameNotResolved);
 
   Hop hop{std::string(request.secure ? "https://" : "http://") + request.host + "/", request.path,

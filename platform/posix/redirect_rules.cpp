@@ -1,33 +1,35 @@
 #include "platform/posix/redirect_rules.h"
 
-#include <curl/curl.h>
-
 #include <cstring>
 #include <memory>
+
+#include "platform/posix/curl_library.h"
 
 namespace orin::net {
 namespace {
 
 struct UrlCleanup {
-  void operator()(CURLU* u) const { curl_url_cleanup(u); }
+  void operator()(CURLU* u) const { Curl()->url_cleanup(u); }
 };
 struct TextCleanup {
-  void operator()(char* t) const { curl_free(t); }
+  void operator()(char* t) const { Curl()->free(t); }
 };
 
 // The Location resolved against the URL that was asked for; empty when it is no http(s) URL.
 std::string Resolve(const std::string& base, const std::string& location) {
-  std::unique_ptr<CURLU, UrlCleanup> url(curl_url());
-  if (!url || curl_url_set(url.get(), CURLUPART_URL, base.c_str(), 0) != CURLUE_OK ||
-      curl_url_set(url.get(), CURLUPART_URL, location.c_str(), 0) != CURLUE_OK) {
+  const CurlLibrary* lib = Curl();
+  if (lib == nullptr) return {};
+  std::unique_ptr<CURLU, UrlCleanup> url(lib->url());
+  if (!url || lib->url_set(url.get(), CURLUPART_URL, base.c_str(), 0) != CURLUE_OK ||
+      lib->url_set(url.get(), CURLUPART_URL, location.c_str(), 0) != CURLUE_OK) {
     return {};
   }
   char* scheme = nullptr;
   char* full = nullptr;
-  if (curl_url_get(url.get(), CURLUPART_SCHEME, &scheme, 0) != CURLUE_OK) return {};
+  if (lib->url_get(url.get(), CURLUPART_SCHEME, &scheme, 0) != CURLUE_OK) return {};
   std::unique_ptr<char, TextCleanup> schemeText(scheme);
   if (std::strcmp(scheme, "http") != 0 && std::strcmp(scheme, "https") != 0) return {};
-  if (curl_url_get(url.get(), CURLUPART_URL, &full, 0) != CURLUE_OK) return {};
+  if (lib->url_get(url.get(), CURLUPART_URL, &full, 0) != CURLUE_OK) return {};
   std::unique_ptr<char, TextCleanup> fullText(full);
   return full;
 }

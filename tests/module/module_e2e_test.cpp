@@ -196,7 +196,7 @@ TEST_F(ModuleTest, ImmediateCallsDuringTheStartUpReturnAtOnceAndAreDoneAfterIt) 
 
 // The host lets the module go while its thread still has points to cache, or ends while the
 // start-up's exchange is held: the module stays loaded until it is done, and the exit neither
-// crashes nor waits for the server.
+// crashes nor waits for the server. Nor does a module that finds no libcurl.
 TEST_F(ModuleTest, AHostMayUnloadTheModuleOrEndWhileItsThreadWorks) {
   Host("repeat 200 , point 5 $i , record , end , unload , wait 200");
   const std::vector<Json::Value> events = CachedEvents();
@@ -207,6 +207,18 @@ TEST_F(ModuleTest, AHostMayUnloadTheModuleOrEndWhileItsThreadWorks) {
   std::error_code ec;
   fs::remove_all(SharedDataFolder(), ec);  // no stored device id: the start-up asks the server
   Host("point 6 6 , record , sleep 300");
+
+  // Without libcurl the start-up's exchange fails at once, as with no network: nothing is sent
+  // and the points are cached all the same.
+  if (!platform::kIsWindows) {
+    testing::TestServer::Reset({});
+    fs::remove_all(SharedDataFolder(), ec);
+    testing::SetEnvironment("ORIN_CURL_LIBRARY", "libcurl-absent.so.4");
+    Host("point 7 7 , record , wait 1");
+    testing::SetEnvironment("ORIN_CURL_LIBRARY", "");
+    EXPECT_TRUE(testing::TestServer::Received().empty());
+    ASSERT_EQ(CachedEvents().size(), 1u);
+  }
 }
 
 // While the module's thread waits for the cache mutex another process holds, the host's posts

@@ -14,9 +14,10 @@ if(ARCHIVE MATCHES "\\.deb$")
   file(MAKE_DIRECTORY ${WORK_DIR}/root)
   run(dpkg-deb -x ${ARCHIVE} ${WORK_DIR}/root)
   set(prefix ${WORK_DIR}/root/usr)
-  # The libraries the module needs come as the package's dependencies.
+  # The libraries the module needs come as the package's dependencies: libcurl, which the module
+  # loads itself, too; JsonCpp is built in.
   run(dpkg-deb -f ${ARCHIVE} Depends)
-  if(NOT out MATCHES "libcurl4" OR NOT out MATCHES "libjsoncpp")
+  if(NOT out MATCHES "libcurl4" OR out MATCHES "libjsoncpp")
     message(FATAL_ERROR "the package depends on: ${out}")
   endif()
 elseif(ARCHIVE)
