@@ -7,6 +7,7 @@
 // which links them too, as is libcurl, which each copy's own thread loads for its first exchange:
 // the figure is the module's own mapping, relocation, constructors and call.
 #include <dlfcn.h>
+#include <time.h>
 
 #include <chrono>
 #include <cstdlib>
@@ -44,12 +45,44 @@ struct CopiesCleanup {
 
 int copies = 0;
 
+// CPU time used so far by every thread of this process but the calling one.
+std::int64_t OtherThreadsCpuNs() {
+  timespec process{}, self{};
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &process);
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &self);
+  return (process.tv_sec - self.tv_sec) * 1000000000LL + (process.tv_nsec - self.tv_nsec);
+}
+
+// Between rounds, untimed: spins (so this core stays as warm as in a back-to-back run) until the
+// other threads have been idle for 5 ms, at most 300 ms. A host loads the module once; without
+// this the start-up thread of the copy loaded in the previous round runs beside the next load on
+// the two cores, and the figure measures that instead of the load.
+void WaitUntilOtherThreadsAreIdle() {
+  using Clock = std::chrono::steady_clock;
+  const auto deadline = Clock::now() + std::chrono::milliseconds(300);
+  std::int64_t used = OtherThreadsCpuNs();
+  auto idleSince = Clock::now();
+  while (Clock::now() < deadline) {
+    // The clock is read without entering the kernel; the CPU times only now and then.
+    for (const auto until = Clock::now() + std::chrono::microseconds(250); Clock::now() < until;) {
+    }
+    const std::int64_t now = OtherThreadsCpuNs();
+    if (now - used > 20000) {
+      used = now;
+      idleSince = Clock::now();
+    } else if (Clock::now() - idleSince > std::chrono::milliseconds(5)) {
+      return;
+    }
+  }
+}
+
 template <typename Call>
 void LoadFreshCopies(benchmark::State& state, const char* original, const char* symbol, Call call) {
   for (auto _ : state) {
     state.PauseTiming();
     const fs::path copy = Copies() / (std::to_string(++copies) + ".so");
     fs::copy_file(original, copy);
+    WaitUntilOtherThreadsAreIdle();
     state.ResumeTiming();
     void* module = dlopen(copy.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (module == nullptr) {

@@ -42,13 +42,11 @@ else()
   endif()
   find_package(OpenSSL REQUIRED)
   find_package(Threads REQUIRED)
-  # SimpleIni is header-only (libsimpleini-dev); libuuid gives the random GUIDs.
+  # SimpleIni is header-only (libsimpleini-dev).
   find_path(ORIN_SIMPLEINI_INCLUDE_DIR SimpleIni.h REQUIRED)
-  find_library(ORIN_UUID_LIBRARY uuid REQUIRED)
   add_library(orin_platform_libs INTERFACE)
   target_include_directories(orin_platform_libs SYSTEM INTERFACE ${ORIN_SIMPLEINI_INCLUDE_DIR}
     $<TARGET_PROPERTY:PkgConfig::CURL,INTERFACE_INCLUDE_DIRECTORIES> ${OPENSSL_INCLUDE_DIR})
-  target_link_libraries(orin_platform_libs INTERFACE Threads::Threads ${CMAKE_DL_LIBS}
-                        ${ORIN_UUID_LIBRARY})
+  target_link_libraries(orin_platform_libs INTERFACE Threads::Threads ${CMAKE_DL_LIBS})
   add_library(orin::platform_libs ALIAS orin_platform_libs)
 endif()
