@@ -2,10 +2,11 @@
 //   BM_ModuleLoad        dlopen of liborinpoint.so plus the first GetOrinPointObj call, on the
 //                        calling thread (the module's start-up runs on its own thread)
 //   BM_ModuleLoad_Floor  dlopen of a trivial module plus the call of its one function
-// A module once loaded stays loaded (-z nodelete), so every round loads a fresh copy of the file.
-// The libraries the module needs at load (libstdc++, libuuid) are already mapped in this process,
-// which links them too, as is libcurl, which each copy's own thread loads for its first exchange:
-// the figure is the module's own mapping, relocation, constructors and call.
+// A module once loaded stays loaded (-z nodelete), so every round loads a fresh copy of the file,
+// once the copies loaded before have gone idle. The libraries the module needs at load
+// (libstdc++ and the C runtime) are already mapped in this process, as is libcurl, which each
+// copy's own thread loads for its first exchange: the figure is the module's own mapping,
+// relocation, constructors and call.
 #include <dlfcn.h>
 #include <time.h>
 
