@@ -211,8 +211,8 @@ void BM_DeviceIdExchange_Floor(benchmark::State& state) {
 }
 BENCHMARK(BM_DeviceIdExchange_Floor)->UseRealTime()->Unit(benchmark::kMillisecond);
 
-// What durability costs per batch: the count recorded after each delivered batch, written, flushed
-// to stable storage, renamed and the folder synced ...
+// What durability costs per batch: the count recorded after each delivered batch, written over the
+// last one in place and flushed to stable storage ...
 void BM_ProgressCommit(benchmark::State& state) {
   orin::platform::CreateDir(kFolder.c_str());
   const orin::helper::InflightFiles files(kFolder + "/commit.dat");

@@ -36,4 +36,16 @@ bool TruncateFile(const char* path, std::int64_t size);
 // either as it was or has all of them.
 bool AppendDurably(const char* path, const char* data, std::size_t size);
 
+// Bytes to write at an offset of a file.
+struct FilePiece {
+  std::int64_t offset;
+  const char* data;
+  std::size_t size;
+};
+// Writes the pieces in their order over an existing file of exactly `size` bytes, which keeps its
+// size and its name, and flushes them to stable storage (fdatasync / FlushFileBuffers) before it
+// returns true. False when the file is missing or of another size (nothing written), or when a
+// write or the flush fails.
+bool OverwriteDurably(const char* path, std::int64_t size, const FilePiece* pieces, std::size_t count);
+
 }  // namespace orin::platform

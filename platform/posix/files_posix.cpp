@@ -162,4 +162,32 @@ bool AppendDurably(const char* path, const char* data, std::size_t size) {
   return ok && closed && SyncFolderOf(path);
 }
 
+bool OverwriteDurably(const char* path, std::int64_t size, const FilePiece* pieces, std::size_t count) {
+  if (path == nullptr) return false;
+  const int fd = OpenRetrying(path, O_WRONLY);
+  if (fd < 0) return false;
+  struct stat st;
+  bool ok = ::fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && st.st_size == size;
+  for (std::size_t i = 0; ok && i < count; ++i) {
+    const char* data = pieces[i].data;
+    std::size_t left = pieces[i].size;
+    off_t at = static_cast<off_t>(pieces[i].offset);
+    while (ok && left > 0) {
+      const ssize_t n = ::pwrite(fd, data, left, at);
+      if (n < 0 && errno == EINTR) continue;
+      ok = n > 0;
+      if (!ok) break;
+      data += n;
+      left -= static_cast<std::size_t>(n);
+      at += n;
+    }
+  }
+  // The size and the name stay, so the data alone has to reach the disk.
+  int r = 0;
+  while (ok && (r = ::fdatasync(fd)) != 0 && errno == EINTR) {
+  }
+  ok = ok && r == 0;
+  return ::close(fd) == 0 && ok;
+}
+
 }  // namespace orin::platform

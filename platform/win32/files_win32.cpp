@@ -104,4 +104,32 @@ bool AppendDurably(const char* path, const char* data, std::size_t size) {
   return ok;
 }
 
+bool OverwriteDurably(const char* path, std::int64_t size, const FilePiece* pieces, std::size_t count) {
+  if (path == nullptr) return false;
+  HANDLE h = CreateFileA(path, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                         OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (h == INVALID_HANDLE_VALUE) return false;
+  LARGE_INTEGER current{};
+  bool ok = GetFileSizeEx(h, &current) != FALSE && current.QuadPart == size;
+  for (std::size_t i = 0; ok && i < count; ++i) {
+    const char* data = pieces[i].data;
+    std::size_t left = pieces[i].size;
+    std::uint64_t at = static_cast<std::uint64_t>(pieces[i].offset);
+    while (ok && left > 0) {
+      OVERLAPPED where{};
+      where.Offset = static_cast<DWORD>(at);
+      where.OffsetHigh = static_cast<DWORD>(at >> 32);
+      const DWORD chunk = left > 0x40000000u ? 0x40000000u : static_cast<DWORD>(left);
+      DWORD wrote = 0;
+      ok = WriteFile(h, data, chunk, &wrote, &where) != FALSE && wrote > 0;
+      data += wrote;
+      left -= wrote;
+      at += wrote;
+    }
+  }
+  ok = ok && FlushFileBuffers(h) != FALSE;
+  CloseHandle(h);
+  return ok;
+}
+
 }  // namespace orin::platform
