@@ -1,6 +1,7 @@
 #pragma once
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 
 // Thin file-system services with the Win32 results the engine's algorithms test.
 
@@ -30,6 +31,8 @@ bool SyncFolderOf(const char* path);
 bool MoveFileDurably(const char* from, const char* to);
 // The file's size in bytes; -1 when it does not exist or cannot be queried.
 std::int64_t FileSizeOf(const char* path);
+// The same for a file the C runtime has open.
+std::int64_t OpenFileSize(std::FILE* file);
 // Cuts the file back to `size` bytes.
 bool TruncateFile(const char* path, std::int64_t size);
 // Appends the bytes and flushes them to stable storage; a short write is cut back, so the file is

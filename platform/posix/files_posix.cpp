@@ -138,6 +138,12 @@ std::int64_t FileSizeOf(const char* path) {
   return static_cast<std::int64_t>(st.st_size);
 }
 
+std::int64_t OpenFileSize(std::FILE* file) {
+  struct stat st;
+  if (file == nullptr || ::fstat(::fileno(file), &st) != 0) return -1;
+  return static_cast<std::int64_t>(st.st_size);
+}
+
 bool TruncateFile(const char* path, std::int64_t size) {
   if (path == nullptr || size < 0) return false;
   int r;

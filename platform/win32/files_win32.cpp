@@ -1,6 +1,7 @@
 #include "platform/files.h"
 
 #include <windows.h>
+#include <io.h>
 
 #include <string>
 
@@ -70,6 +71,12 @@ std::int64_t FileSizeOf(const char* path) {
   WIN32_FILE_ATTRIBUTE_DATA data;
   if (path == nullptr || !GetFileAttributesExA(path, GetFileExInfoStandard, &data)) return -1;
   return (static_cast<std::int64_t>(data.nFileSizeHigh) << 32) | data.nFileSizeLow;
+}
+
+std::int64_t OpenFileSize(std::FILE* file) {
+  if (file == nullptr) return -1;
+  const __int64 size = _filelengthi64(_fileno(file));
+  return size < 0 ? -1 : static_cast<std::int64_t>(size);
 }
 
 bool TruncateFile(const char* path, std::int64_t size) {
