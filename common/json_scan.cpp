@@ -181,7 +181,10 @@ struct Scanner {
       const auto size = static_cast<std::size_t>(p - 1 - name);
       // Readers disagree on which of two equal names wins.
       for (int i = 0; i < count; ++i) {
-        if (names[i].size == size && std::memcmp(names[i].text, name, size) == 0) return false;
+        if (names[i].size == size && (size == 0 || names[i].text[0] == name[0]) &&
+            std::memcmp(names[i].text, name, size) == 0) {
+          return false;
+        }
       }
       names[count++] = {name, size};
       SkipSpace();
