@@ -148,6 +148,12 @@ void BatchBody::AddParsed(const Json::Value& event, const std::string& body) {
   EventRow& row = rows_.emplace_back();
   row.text = body.data() + event.getOffsetStart();
   row.size = static_cast<std::size_t>(event.getOffsetLimit() - event.getOffsetStart());
+  // The readers of the stored texts take them as C strings: one holding a NUL byte (which the
+  // parser lets by in a string) would be cut short, so it goes in as the writer writes it.
+  if (std::memchr(row.text, '\0', row.size) != nullptr) {
+    row.text = written_.emplace_back(Compact(event)).data();
+    row.size = written_.back().size();
+  }
   for (int i = 0; i < kColumnCount; ++i) {
     const char* key = kColumnMembers[i];
     const Json::Value* v = event.find(key, key + std::strlen(key));
