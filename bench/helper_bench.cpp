@@ -53,8 +53,10 @@ bool CollectorUp() {
     // The delivery's locks live in the cache's folder unless told otherwise; a run of this
     // benchmark alone has no data folder, so they go beside the collector's files.
     setenv("ORIN_LOCK_DIR", std::filesystem::absolute(kFolder).string().c_str(), 0);
+    // ORIN_BENCH_COLLECTOR runs another build's collector, for a before-and-after in one state.
+    const char* other = std::getenv("ORIN_BENCH_COLLECTOR");
     static orin::platform::ProcessHandle collector = orin::platform::StartProcess(
-        std::string(ORIN_BENCH_COLLECTOR) + " serve --quiet --test-routes --db " + kFolder + "/events.db --cert " +
+        std::string(other != nullptr && *other != '\0' ? other : ORIN_BENCH_COLLECTOR) + " serve --quiet --test-routes --db " + kFolder + "/events.db --cert " +
         kFolder + "/cert.pem --key " + kFolder + "/key.pem --ready " + kFolder + "/ready");
     if (collector == nullptr) return false;
     std::atexit([] {
@@ -209,8 +211,8 @@ void BM_DeviceIdExchange_Floor(benchmark::State& state) {
 }
 BENCHMARK(BM_DeviceIdExchange_Floor)->UseRealTime()->Unit(benchmark::kMillisecond);
 
-// What durability costs per batch: the count recorded after each delivered batch, written, flushed
-// to stable storage, renamed and the folder synced ...
+// What durability costs per batch: the count recorded after each delivered batch, written over the
+// last one in place and flushed to stable storage ...
 void BM_ProgressCommit(benchmark::State& state) {
   orin::platform::CreateDir(kFolder.c_str());
   const orin::helper::InflightFiles files(kFolder + "/commit.dat");

@@ -341,7 +341,10 @@ bool CAnalyticsFile::AppendText(const char* path, const char* text) try {
 }
 
 bool CAnalyticsFile::AppendEvent(const char* path, const Json::Value& event) try {
-  return AppendPayload(path, ToFastText(event));
+  std::string text;
+  text.reserve(512);
+  AppendFastText(event, text);
+  return AppendPayload(path, text);
 } catch (...) {
   return false;
 }
@@ -359,12 +362,14 @@ bool CAnalyticsFile::AppendPayload(const char* path, const std::string& payload)
 bool CAnalyticsFile::AppendRecord(const char* path, const void* record, std::int32_t size) {
   CacheFileLock lock;
   lock.Lock();  // the write goes ahead even when the lock could not be taken
-  // Where this record begins: a write that falls short (a full disk) is cut back to here, so no
-  // torn record ever stands in front of later appends.
-  const std::int64_t start = path != nullptr ? platform::FileSizeOf(path) : -1;
   File f = Open(path, "ab+");
   if (!f) return false;
   if (size <= 0) return true;
+  // Unbuffered: the record goes out in one write, and the stream sizes no buffer for it.
+  std::setvbuf(f.get(), nullptr, _IONBF, 0);
+  // Where this record begins: a write that falls short (a full disk) is cut back to here, so no
+  // torn record ever stands in front of later appends.
+  const std::int64_t start = platform::OpenFileSize(f.get());
   const auto n = static_cast<std::size_t>(size);
   const bool written = std::fwrite(record, 1, n, f.get()) == n && std::fflush(f.get()) == 0;
   const bool closed = std::fclose(f.release()) == 0;

@@ -4,6 +4,7 @@
 
 #include "cache/CMyEncrypt.h"
 #include "cache/record_format.h"
+#include "common/json_scan.h"
 #include "common/json_text.h"
 
 namespace orin {
@@ -13,6 +14,8 @@ namespace {
 constexpr std::int32_t kMinSignedLength = record::kHeaderSize + 2;
 
 bool Parses(const std::string& text) {
+  // What the strict scan passes parses; a tree is built only for the rest.
+  if (PlainJsonObjectEnd(text.data(), text.data() + text.size()) != nullptr) return true;
   Json::Value value;
   return ParseJsonText(text.data(), text.data() + text.size(), value);
 }
@@ -91,6 +94,22 @@ std::vector<ScannedRecord> ScanCacheBytes(const char* data, std::int64_t size) {
     out.push_back(std::move(r));
   }
   return out;
+}
+
+bool AllRecordsWhole(const char* data, std::int64_t size) {
+  CMyEncrypt cipher;
+  cipher.SetKey(record::kCacheKey, record::kCacheKeyLength);
+  std::string text;
+  for (std::int64_t offset = 0; offset < size;) {
+    std::int32_t length = 0;
+    if (record::Classify(data, offset, size, length) != record::Step::kRecord) return false;
+    const std::int32_t n = length - record::kHeaderSize;
+    text.assign(data + offset + record::kHeaderSize, static_cast<std::size_t>(n));
+    cipher.Decrypt(text.data(), n, text.data(), n);
+    if (!Parses(text)) return false;
+    offset += length;
+  }
+  return true;
 }
 
 SplitBytes SplitCacheBytes(const char* data, std::int64_t size) {

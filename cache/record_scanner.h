@@ -46,4 +46,8 @@ struct SplitBytes {
 };
 SplitBytes SplitCacheBytes(const char* data, std::int64_t size);
 
+// True when the data is whole records and nothing else, so splitting it would keep it all:
+// the same walk without a copy of each record.
+bool AllRecordsWhole(const char* data, std::int64_t size);
+
 }  // namespace orin

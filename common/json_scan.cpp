@@ -18,6 +18,8 @@ constexpr int kMaxMembers = 64;
 struct Scanner {
   const char* p;
   const char* end;
+  PlainMemberVisitor visit = nullptr;
+  void* context = nullptr;
 
   void SkipSpace() {
     while (p < end && (*p == ' ' || *p == '\t' || *p == '\n' || *p == '\r')) ++p;
@@ -179,13 +181,18 @@ struct Scanner {
       const auto size = static_cast<std::size_t>(p - 1 - name);
       // Readers disagree on which of two equal names wins.
       for (int i = 0; i < count; ++i) {
-        if (names[i].size == size && std::memcmp(names[i].text, name, size) == 0) return false;
+        if (names[i].size == size && (size == 0 || names[i].text[0] == name[0]) &&
+            std::memcmp(names[i].text, name, size) == 0) {
+          return false;
+        }
       }
       names[count++] = {name, size};
       SkipSpace();
       if (p == end || *p++ != ':') return false;
       SkipSpace();
+      const char* value = p;
       if (!Value(depth)) return false;
+      if (depth == 0 && visit != nullptr) visit(context, {name, size, value, p});
       SkipSpace();
       if (p == end) return false;
       if (*p == '}') {
@@ -210,6 +217,14 @@ const char* PlainJsonObjectEnd(const char* begin, const char* end) {
   const char* objectEnd = s.p;
   s.SkipSpace();
   return s.p == end ? objectEnd : nullptr;
+}
+
+const char* PlainJsonValueEnd(const char* begin, const char* end, PlainMemberVisitor visit,
+                              void* context) {
+  if (begin == nullptr || begin == end) return nullptr;
+  Scanner s{begin, end, visit, context};
+  if (!(*begin == '{' ? s.Object(0) : s.Value(0))) return nullptr;
+  return s.p;
 }
 
 }  // namespace orin

@@ -11,6 +11,10 @@ namespace orin {
 // Json::FastWriter output: compact, one line, ending in a line feed.
 std::string ToFastText(const Json::Value& value);
 
+// The same text appended to `out`, written without the writer's copies of every member name,
+// which are most of its cost; a value with a text that needs escaping goes through the writer.
+void AppendFastText(const Json::Value& value, std::string& out);
+
 // Json::Reader with comments collected; false when the text does not parse.
 bool ParseJsonText(const char* begin, const char* end, Json::Value& out);
 

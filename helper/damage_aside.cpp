@@ -9,6 +9,7 @@ namespace orin::helper {
 bool SetDamageAside(const std::string& path, const std::string& sideFile, const Report& report) {
   std::string bytes;
   if (!ReadWholeFile(path, bytes)) return false;
+  if (AllRecordsWhole(bytes.data(), static_cast<std::int64_t>(bytes.size()))) return true;
   const SplitBytes split = SplitCacheBytes(bytes.data(), static_cast<std::int64_t>(bytes.size()));
   if (split.damaged.empty()) return true;
   // A kill between these two steps leaves the damage in the side file twice, never nowhere.

@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "cache/CacheFileLock.h"
+#include "helper/progress_record.h"
 #include "platform/files.h"
 #include "platform/guid.h"
 
@@ -86,27 +87,30 @@ std::string CurrentClaimId(const InflightFiles& files) {
 
 std::int32_t ReadProgress(const InflightFiles& files, const std::string& claimId,
                           std::int64_t claimedSize) {
-  std::FILE* f = std::fopen(files.progress.c_str(), "rb");
-  if (f == nullptr || claimId.empty()) {
-    if (f != nullptr) std::fclose(f);
+  std::string bytes;
+  ProgressRecord record;
+  if (claimId.empty() || !ReadWholeFile(files.progress, bytes) || !ParseProgress(bytes, record)) {
     return 0;
   }
-  std::int32_t delivered = 0;
-  std::int64_t size = -1;
-  char id[64] = {};
-  const int got = std::fscanf(f, "%" SCNd32 " %" SCNd64 " %63s", &delivered, &size, id);
-  std::fclose(f);
-  if (got != 3 || size != claimedSize || delivered < 0 || claimId != id) return 0;
-  return delivered;
+  if (record.claimedSize != claimedSize || record.delivered < 0 || record.claimId != claimId) return 0;
+  return record.delivered;
 }
 
 bool WriteProgress(const InflightFiles& files, const std::string& claimId, std::int32_t delivered,
                    std::int64_t claimedSize) {
   if (claimId.empty()) return false;
-  char line[128];
-  std::snprintf(line, sizeof line, "%" PRId32 " %" PRId64 " %s\n", delivered, claimedSize,
-                claimId.c_str());
-  return ReplaceFileDurably(files.progress, line);
+  const std::string slot = ProgressSlot({delivered, claimedSize, claimId});
+  if (slot.empty()) return false;
+  // One copy after the other: a kill cuts short at most one of them.
+  const platform::FilePiece pieces[] = {
+      {0, slot.data(), slot.size()},
+      {static_cast<std::int64_t>(kProgressSlot), slot.data(), slot.size()}};
+  if (platform::OverwriteDurably(files.progress.c_str(), static_cast<std::int64_t>(kProgressFile),
+                                 pieces, 2)) {
+    return true;
+  }
+  // A claim's first count, or a file of another form: a whole new file.
+  return ReplaceFileDurably(files.progress, slot + slot);
 }
 
 bool ClaimCache(const InflightFiles& files) {

@@ -9,10 +9,11 @@
 //   cache.claim       the claim's id, new for every claim, written before the claimed file appears
 //   cache.sent        how many records of cache.sending are delivered, with the claim id and the
 //                     size of the file the count belongs to (a count for another claim or another
-//                     size is stale)
+//                     size is stale); after a claim's first count, written over in place and
+//                     flushed (helper/progress_record.h)
 //   cache.damaged     bytes a reader could not take as records, kept for support staff
-// Each is replaced only by a durable rename, so a helper killed at any moment, or a power cut,
-// leaves whole files.
+// The others are replaced only by a durable rename, so a helper killed at any moment, or a power
+// cut, leaves whole files.
 
 namespace orin::helper {
 

@@ -1,6 +1,7 @@
 #pragma once
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 
 // Thin file-system services with the Win32 results the engine's algorithms test.
 
@@ -30,10 +31,24 @@ bool SyncFolderOf(const char* path);
 bool MoveFileDurably(const char* from, const char* to);
 // The file's size in bytes; -1 when it does not exist or cannot be queried.
 std::int64_t FileSizeOf(const char* path);
+// The same for a file the C runtime has open.
+std::int64_t OpenFileSize(std::FILE* file);
 // Cuts the file back to `size` bytes.
 bool TruncateFile(const char* path, std::int64_t size);
 // Appends the bytes and flushes them to stable storage; a short write is cut back, so the file is
 // either as it was or has all of them.
 bool AppendDurably(const char* path, const char* data, std::size_t size);
+
+// Bytes to write at an offset of a file.
+struct FilePiece {
+  std::int64_t offset;
+  const char* data;
+  std::size_t size;
+};
+// Writes the pieces in their order over an existing file of exactly `size` bytes, which keeps its
+// size and its name, and flushes them to stable storage (fdatasync / FlushFileBuffers) before it
+// returns true. False when the file is missing or of another size (nothing written), or when a
+// write or the flush fails.
+bool OverwriteDurably(const char* path, std::int64_t size, const FilePiece* pieces, std::size_t count);
 
 }  // namespace orin::platform

@@ -138,6 +138,12 @@ std::int64_t FileSizeOf(const char* path) {
   return static_cast<std::int64_t>(st.st_size);
 }
 
+std::int64_t OpenFileSize(std::FILE* file) {
+  struct stat st;
+  if (file == nullptr || ::fstat(::fileno(file), &st) != 0) return -1;
+  return static_cast<std::int64_t>(st.st_size);
+}
+
 bool TruncateFile(const char* path, std::int64_t size) {
   if (path == nullptr || size < 0) return false;
   int r;
@@ -160,6 +166,34 @@ bool AppendDurably(const char* path, const char* data, std::size_t size) {
   }
   const bool closed = ::close(fd) == 0;
   return ok && closed && SyncFolderOf(path);
+}
+
+bool OverwriteDurably(const char* path, std::int64_t size, const FilePiece* pieces, std::size_t count) {
+  if (path == nullptr) return false;
+  const int fd = OpenRetrying(path, O_WRONLY);
+  if (fd < 0) return false;
+  struct stat st;
+  bool ok = ::fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && st.st_size == size;
+  for (std::size_t i = 0; ok && i < count; ++i) {
+    const char* data = pieces[i].data;
+    std::size_t left = pieces[i].size;
+    off_t at = static_cast<off_t>(pieces[i].offset);
+    while (ok && left > 0) {
+      const ssize_t n = ::pwrite(fd, data, left, at);
+      if (n < 0 && errno == EINTR) continue;
+      ok = n > 0;
+      if (!ok) break;
+      data += n;
+      left -= static_cast<std::size_t>(n);
+      at += n;
+    }
+  }
+  // The size and the name stay, so the data alone has to reach the disk.
+  int r = 0;
+  while (ok && (r = ::fdatasync(fd)) != 0 && errno == EINTR) {
+  }
+  ok = ok && r == 0;
+  return ::close(fd) == 0 && ok;
 }
 
 }  // namespace orin::platform

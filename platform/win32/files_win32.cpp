@@ -1,6 +1,7 @@
 #include "platform/files.h"
 
 #include <windows.h>
+#include <io.h>
 
 #include <string>
 
@@ -72,6 +73,12 @@ std::int64_t FileSizeOf(const char* path) {
   return (static_cast<std::int64_t>(data.nFileSizeHigh) << 32) | data.nFileSizeLow;
 }
 
+std::int64_t OpenFileSize(std::FILE* file) {
+  if (file == nullptr) return -1;
+  const __int64 size = _filelengthi64(_fileno(file));
+  return size < 0 ? -1 : static_cast<std::int64_t>(size);
+}
+
 bool TruncateFile(const char* path, std::int64_t size) {
   if (path == nullptr || size < 0) return false;
   HANDLE h = CreateFileA(path, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
@@ -100,6 +107,34 @@ bool AppendDurably(const char* path, const char* data, std::size_t size) {
   }
   ok = ok && FlushFileBuffers(h) != FALSE;
   if (!ok && SetFilePointerEx(h, start, nullptr, FILE_BEGIN) != FALSE) SetEndOfFile(h);
+  CloseHandle(h);
+  return ok;
+}
+
+bool OverwriteDurably(const char* path, std::int64_t size, const FilePiece* pieces, std::size_t count) {
+  if (path == nullptr) return false;
+  HANDLE h = CreateFileA(path, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                         OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (h == INVALID_HANDLE_VALUE) return false;
+  LARGE_INTEGER current{};
+  bool ok = GetFileSizeEx(h, &current) != FALSE && current.QuadPart == size;
+  for (std::size_t i = 0; ok && i < count; ++i) {
+    const char* data = pieces[i].data;
+    std::size_t left = pieces[i].size;
+    std::uint64_t at = static_cast<std::uint64_t>(pieces[i].offset);
+    while (ok && left > 0) {
+      OVERLAPPED where{};
+      where.Offset = static_cast<DWORD>(at);
+      where.OffsetHigh = static_cast<DWORD>(at >> 32);
+      const DWORD chunk = left > 0x40000000u ? 0x40000000u : static_cast<DWORD>(left);
+      DWORD wrote = 0;
+      ok = WriteFile(h, data, chunk, &wrote, &where) != FALSE && wrote > 0;
+      data += wrote;
+      left -= wrote;
+      at += wrote;
+    }
+  }
+  ok = ok && FlushFileBuffers(h) != FALSE;
   CloseHandle(h);
   return ok;
 }

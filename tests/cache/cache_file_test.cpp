@@ -83,6 +83,28 @@ TEST_F(CacheFile, AppendWritesOneLengthPrefixedScrambledRecordPerEvent) {
   EXPECT_EQ(ReadBytes(path_), RawRecord(ToFastText(event)) + RawRecord("plain text"));
   EXPECT_FALSE(file_.AppendEvent(dir_.File("missing/KD_OF.dat").c_str(), event));
   EXPECT_FALSE(file_.AppendText(path_.c_str(), nullptr));
+
+  // Byte for byte the JsonCpp writer's text, whatever an event holds.
+  std::string expected = ReadBytes(path_);
+  for (const char* text : {
+           "{\"z\":1,\"a\":2,\"A\":3,\"_\":4,\"aa\":5,\"a a\":6,\"~\":7}",
+           "{\"s\":\"q\\\" b\\\\ / \\t\\n\\r\\b\\f \\u0001 \\u007f <&>\"}",
+           "{\"s\":\"\\u0000 after a nul\"}",
+           "{\"s\":\"\xc3\xa9 \xe2\x82\xac \xf0\x9f\x98\x80\"}",
+           "{\"s\":\"\xff\xfe bad\"}",
+           "{\"na\\\"me\":1,\"\xc3\xa9\":2,\"\":3}",
+           "{\"i\":-9223372036854775808,\"j\":9223372036854775807,\"u\":18446744073709551615,"
+           "\"m\":-1,\"z\":0}",
+           "{\"d\":0.1,\"e\":1e300,\"f\":-0.0,\"g\":123456789012345678901234,\"h\":2.5e-7}",
+           "{\"l\":1201,\"p\":{\"b\":true,\"f\":false,\"n\":null,\"a\":[1,[2,{\"x\":\"y\"}],[]],"
+           "\"o\":{},\"e\":\"\"}}",
+       }) {
+    Json::Value e;
+    ASSERT_TRUE(ParseJsonText(text, text + std::char_traits<char>::length(text), e)) << text;
+    ASSERT_TRUE(file_.AppendEvent(path_.c_str(), e));
+    expected += RawRecord(ToFastText(e));
+  }
+  EXPECT_EQ(ReadBytes(path_), expected);
 }
 
 TEST_F(CacheFile, EveryReaderReturnsAppendedEventsInFileOrder) {

@@ -34,6 +34,8 @@ TEST_F(CollectorPageTest, PostedMarkupAndScriptAppearOnlyAsText) {
       {"p value", "AT&T &amp; co", "AT&amp;T &amp;amp; co"},
       {"device-id request", "<script>alert(7)</script>", "&lt;script&gt;alert(7)&lt;/script&gt;"},
       {"filter", "</title><script>alert(8)</script>", "&lt;/title&gt;&lt;script&gt;alert(8)&lt;/script&gt;"},
+      {"body", "[{\"l\":1001,\"n\":2,/* read by the parser */\"p\":{\"k\":\"<i>9</i>\"}}]", "k = &lt;i&gt;9&lt;/i&gt;"},
+      {"body", "[{\"l\":1001,\"n\":3,\"re\":\"\\u003cu\\u003e10\\u003c/u\\u003e\"}]", "&lt;u&gt;10&lt;/u&gt;"},
   };
   Json::Value event = Event(1001, 1);
   int values = 0;
@@ -44,6 +46,7 @@ TEST_F(CollectorPageTest, PostedMarkupAndScriptAppearOnlyAsText) {
     if (field == "p name") event["p"][h.text] = 1;
     if (field.size() <= 2) event[field] = h.text;
     if (field == "device-id request") Fetch("/api/tracking/devid", h.text, false);
+    if (field == "body") Fetch("/api/v2/soft/collect", h.text, false);
     for (const char c : std::string(field == "filter" ? h.text : "")) {
       char hex[4];
       std::snprintf(hex, sizeof hex, "%%%02X", static_cast<unsigned char>(c));

@@ -152,6 +152,8 @@ TEST_F(ConcurrencyTest, TheNextRunFinishesWhatAKilledHelperLeftOnDisk) {
       {"claimed, a count of another claim of the same size", true, "300 %lld other-claim\n", 0, 0},
       {"claimed, a count without a claim id", true, "300 %lld\n", 0, 0},
       {"claimed, unreadable count", true, "x\n", 25, 0},
+      {"claimed, both copies of a count spoilt", true,
+       "300 %104lld this-claim00000000\n300 %104lld this-claim00000000\n", 0, 0},
       {"a count whose claimed file is gone", false, "300 %lld this-claim\n", 40, 500},
       {"a count that cannot be removed, the next claim of its size", false,
        "300 %lld this-claim\n", 40, 500, kCount},
@@ -174,8 +176,8 @@ TEST_F(ConcurrencyTest, TheNextRunFinishesWhatAKilledHelperLeftOnDisk) {
     const long long size =
         static_cast<long long>(ReadBytes(c.claimedFile ? claimed() : cache_).size());
     if (c.progressText != nullptr) {
-      char text[64];
-      std::snprintf(text, sizeof text, c.progressText, size);
+      char text[512];
+      std::snprintf(text, sizeof text, c.progressText, size, size);
       WriteBytes(progress(), text);
     }
     const int expected = (c.claimedFile ? 500 - c.firstDelivered : 0) + c.live;

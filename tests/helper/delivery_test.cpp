@@ -168,6 +168,9 @@ TEST_F(DeliveryTest, DamageLosesOnlyItselfAndItsBytesAreKeptBesideTheCache) {
   for (std::size_t i = third + 4; i < fourth; ++i) scrambled[i] = static_cast<char>(scrambled[i] ^ 0x5A);
   const std::string zeros(8, '\0'), garbage = "\x7f\x01\x00\x00{garbage\n\x30\x00";
   const std::string torn = second.substr(0, 30);
+  const std::string noJsonFile = dir_.File("no-json.dat");
+  ASSERT_TRUE(CAnalyticsFile().AppendText(noJsonFile.c_str(), "{\"l\":1001,\"n\":\n"));
+  const std::string noJson = ReadBytes(noJsonFile);
   struct Case {
     const char* name;
     std::string bytes, damaged;
@@ -179,6 +182,7 @@ TEST_F(DeliveryTest, DamageLosesOnlyItselfAndItsBytesAreKeptBesideTheCache) {
       {"a scrambled record, garbage in the middle", scrambled + garbage + second,
        scrambled.substr(third, fourth - third) + garbage, 1},
       {"8 zero bytes in the backup, -update_cache", first + zeros + second, zeros, 0, true},
+      {"a whole record whose text is no JSON", first + noJson + second, noJson, 0},
   };
   ASSERT_TRUE(platform::WriteProfileString("User", "DevID", "dev_id_new", dir_.File("usercfg.ini").c_str()));
   for (const Case& c : cases) {

@@ -81,20 +81,8 @@ struct Collector {
       Trickle(number, trickleMs, res);
       return;
     }
-    Json::Value body;
-    Json::CharReaderBuilder builder;
-    std::string errors;
-    std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-    std::vector<Json::Value> events;
-    if (reader->parse(req.body.data(), req.body.data() + req.body.size(), &body, &errors)) {
-      if (body.isObject()) events.push_back(body);
-      if (body.isArray()) {
-        for (const Json::Value& e : body) {
-          if (e.isObject()) events.push_back(e);
-        }
-      }
-    }
-    if (events.empty() && !(body.isArray() && body.empty())) {
+    BatchBody events;
+    if (!events.Read(req.body)) {
       res.status = 400;
       res.set_content("{\"code\":400,\"msg\":\"not a JSON array of events\"}", "application/json");
       requests.Answered(number, 400, 0);
@@ -107,7 +95,7 @@ struct Collector {
       requests.Answered(number, 400, 0);
       return;
     }
-    const EventStore::Stored stored = store.StoreBatch(events, number, Now(), key);
+    const EventStore::Stored stored = store.StoreBatch(events.rows(), number, Now(), key);
     if (stored == EventStore::Stored::kFailed) {
       res.status = 500;
       requests.Answered(number, 500, 0);
@@ -119,7 +107,7 @@ struct Collector {
     res.status = 200;
     res.set_content("{\"code\":0}", "application/json");
     const bool repeat = stored == EventStore::Stored::kRepeat;
-    requests.Answered(number, 200, repeat ? 0 : static_cast<std::int64_t>(events.size()), repeat);
+    requests.Answered(number, 200, repeat ? 0 : static_cast<std::int64_t>(events.rows().size()), repeat);
   }
 
   // A 200 whose body comes a byte at a time, never the acknowledgement, storing nothing: a

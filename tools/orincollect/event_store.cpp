@@ -48,21 +48,13 @@ struct Statement {
   ~Statement() { sqlite3_finalize(s); }
 };
 
-// A member as SQLite's own kind: numbers stay numbers, texts texts, anything else its JSON.
-void BindMember(sqlite3_stmt* s, int index, const Json::Value& event, const char* key) {
-  const Json::Value* v = event.isObject() ? event.find(key, key + std::char_traits<char>::length(key)) : nullptr;
-  if (v == nullptr || v->isNull()) {
-    sqlite3_bind_null(s, index);
-  } else if (v->isInt64() || v->isUInt64()) {
-    sqlite3_bind_int64(s, index, v->isInt64() ? v->asInt64() : static_cast<sqlite3_int64>(v->asUInt64()));
-  } else if (v->isDouble()) {
-    sqlite3_bind_double(s, index, v->asDouble());
-  } else if (v->isString()) {
-    sqlite3_bind_text(s, index, v->asCString(), -1, SQLITE_TRANSIENT);
-  } else {
-    Json::StreamWriterBuilder w;
-    w["indentation"] = "";
-    sqlite3_bind_text(s, index, Json::writeString(w, *v).c_str(), -1, SQLITE_TRANSIENT);
+void BindColumn(sqlite3_stmt* s, int index, const Column& c) {
+  switch (c.kind) {
+    case Column::kNull: sqlite3_bind_null(s, index); break;
+    case Column::kInteger: sqlite3_bind_int64(s, index, c.integer); break;
+    case Column::kReal: sqlite3_bind_double(s, index, c.real); break;
+    // The request's body outlives the statement.
+    case Column::kText: sqlite3_bind_text(s, index, c.text, static_cast<int>(c.size), SQLITE_STATIC); break;
   }
 }
 
@@ -119,7 +111,7 @@ void EventStore::CountRepeat(const std::string& key) {
   }
 }
 
-EventStore::Stored EventStore::StoreBatch(const std::vector<Json::Value>& events,
+EventStore::Stored EventStore::StoreBatch(const std::vector<EventRow>& events,
                                           std::int64_t request, std::int64_t arrived,
                                           const std::string& key) {
   std::lock_guard<std::mutex> guard(lock_);
@@ -137,15 +129,15 @@ EventStore::Stored EventStore::StoreBatch(const std::vector<Json::Value>& events
                                "INSERT INTO events(arrived, request, l, n, u, t, re, v, json)"
                                " VALUES(?,?,?,?,?,?,?,?,?)",
                                -1, &st.s, nullptr) == SQLITE_OK;
-  for (const Json::Value& event : events) {
-    if (!ok) break;
-    sqlite3_reset(st.s);
+  if (ok) {
     sqlite3_bind_int64(st.s, 1, arrived);
     sqlite3_bind_int64(st.s, 2, request);
-    int i = 3;
-    for (const char* key : {"l", "n", "u", "t", "re", "v"}) BindMember(st.s, i++, event, key);
-    const std::string text = Compact(event);
-    sqlite3_bind_text(st.s, 9, text.c_str(), static_cast<int>(text.size()), SQLITE_TRANSIENT);
+  }
+  for (const EventRow& event : events) {
+    if (!ok) break;
+    sqlite3_reset(st.s);
+    for (int i = 0; i < kColumnCount; ++i) BindColumn(st.s, 3 + i, event.columns[i]);
+    sqlite3_bind_text(st.s, 3 + kColumnCount, event.text, static_cast<int>(event.size), SQLITE_STATIC);
     ok = sqlite3_step(st.s) == SQLITE_DONE;
   }
   if (!ok) {

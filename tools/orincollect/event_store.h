@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include <json/value.h>
+#include "batch_body.h"
 
 struct sqlite3;
 
@@ -30,7 +30,7 @@ class EventStore {
   // none) is stored in the same transaction under a unique constraint, so a key stored before,
   // however close the two requests came, makes the batch a repeat: nothing of it is stored and
   // the key's repeat count goes up.
-  Stored StoreBatch(const std::vector<Json::Value>& events, std::int64_t request,
+  Stored StoreBatch(const std::vector<EventRow>& events, std::int64_t request,
                     std::int64_t arrived, const std::string& key = std::string());
   bool StoreExchange(const std::string& path, const std::string& method, const std::string& body,
                      const std::string& reply, std::int64_t arrived);

@@ -1,0 +1,57 @@
+#include "helper/progress_record.h"
+
+#include <cinttypes>
+#include <cstdio>
+#include <cstring>
+
+#include "platform/checksum.h"
+
+namespace orin::helper {
+namespace {
+
+// The line, its padding, then 8 hex digits of its check and a line feed.
+constexpr std::size_t kChecked = kProgressSlot - 9;
+
+std::uint32_t Check(const char* line) {
+  return platform::Crc32(line, static_cast<std::int32_t>(kChecked));
+}
+
+bool ParseLine(const char* line, ProgressRecord& out) {
+  char id[64] = {};
+  std::int32_t delivered = 0;
+  std::int64_t size = -1;
+  if (std::sscanf(line, "%" SCNd32 " %" SCNd64 " %63s", &delivered, &size, id) != 3) return false;
+  out = {delivered, size, id};
+  return true;
+}
+
+}  // namespace
+
+std::string ProgressSlot(const ProgressRecord& record) {
+  char line[kProgressSlot + 1];
+  const int n = std::snprintf(line, sizeof line, "%" PRId32 " %" PRId64 " %s", record.delivered,
+                              record.claimedSize, record.claimId.c_str());
+  if (n < 0 || static_cast<std::size_t>(n) >= kChecked || record.claimId.size() > 63) return {};
+  std::memset(line + n, ' ', kChecked - static_cast<std::size_t>(n));
+  std::snprintf(line + kChecked, sizeof line - kChecked, "%08" PRIx32 "\n", Check(line));
+  return std::string(line, kProgressSlot);
+}
+
+bool ParseProgress(const std::string& bytes, ProgressRecord& out) {
+  if (bytes.size() != kProgressFile) {
+    return ParseLine(bytes.c_str(), out);
+  }
+  for (std::size_t at = 0; at < kProgressFile; at += kProgressSlot) {
+    char line[kProgressSlot + 1];
+    std::memcpy(line, bytes.data() + at, kProgressSlot);
+    line[kProgressSlot] = '\0';
+    char check[9];
+    std::snprintf(check, sizeof check, "%08" PRIx32, Check(line));
+    if (std::memcmp(line + kChecked, check, 8) != 0 || line[kProgressSlot - 1] != '\n') continue;
+    line[kChecked] = '\0';
+    if (ParseLine(line, out)) return true;
+  }
+  return false;
+}
+
+}  // namespace orin::helper
