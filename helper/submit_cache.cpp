@@ -67,13 +67,10 @@ Result DeliverClaimed(const InflightFiles& files, const Endpoint& endpoint, std:
     std::int32_t count = done;
     file.ReadNextBatch(skipped, count);
   }
+  // One batch at a time, posted on this thread: reading the stored texts costs little beside
+  // posting them. Its buffers serve every batch in turn.
   Batch current;
-  bool more = Take(file, claim, batch, current);
-  while (more) {
-    // Posted on this thread: with the stored texts sent as they are, reading a batch costs
-    // little beside posting it, and a thread to overlap the two cost more than it saved.
-    Batch next;
-    more = Take(file, claim, batch, next);
+  while (Take(file, claim, batch, current)) {
     PostOutcome outcome;
     outcome.delivered = true;
     if (current.text.events > 0) {
@@ -82,7 +79,7 @@ Result DeliverClaimed(const InflightFiles& files, const Endpoint& endpoint, std:
     const bool setAside =
         !outcome.delivered && SetAsideWhenRefusedForGood(files.cache, current.text.body, outcome, report);
     if (!outcome.delivered && !setAside) {
-      file.PutBack(current.count + (more ? next.count : 0));
+      file.PutBack(current.count);
       const std::string kept = std::to_string(file.recordCount() - file.readIndex());
       if (ReadProgress(files, claim, size) != file.readIndex() &&
           !WriteProgress(files, claim, file.readIndex(), size)) {
@@ -102,11 +99,9 @@ Result DeliverClaimed(const InflightFiles& files, const Endpoint& endpoint, std:
                   std::to_string(current.text.events) + " events delivered (status " +
                   std::to_string(outcome.status) + ")");
     }
-    // The batch read ahead is not delivered yet.
-    if (!WriteProgress(files, claim, file.readIndex() - (more ? next.count : 0), size)) {
+    if (!WriteProgress(files, claim, file.readIndex(), size)) {
       report.Note("cannot record progress in " + files.progress);
     }
-    current = std::move(next);
   }
   // Everything was taken, so nothing is written.
   if (file.CommitConsumed(files.claimedNext().c_str()) && !RemoveDeliveredClaim(files)) {
