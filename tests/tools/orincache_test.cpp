@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "cache/CAnalyticsFile.h"
+#include "helper/progress_record.h"
 #include "support/TempDir.h"
 #include "tools/orincache/commands.h"
 
@@ -82,7 +83,8 @@ TEST(Orincache, ListDumpAndVerifyReportDamageAndSalvageRecoversTheWholeRecords) 
 
   // Status: what waits beside the cache, for support staff.
   WriteBytes(path + ".quarantine", good);
-  WriteBytes(path + ".sent", "1 99 abc\n");
+  const std::string slot = helper::ProgressSlot({1, 99, "abc"});
+  WriteBytes(path + ".sent", std::string(slot.size(), 'x') + slot);  // the first copy torn
   EXPECT_EQ(Tool("status", path).out,
             path + ": 2 events (live cache, waiting for the next delivery)\n" + path +
                 ".sending: absent\n" + path + "-bak: absent\n" + path +

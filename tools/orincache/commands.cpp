@@ -12,6 +12,7 @@
 #include "cache/CAnalyticsFile.h"
 #include "cache/record_scanner.h"
 #include "common/json_text.h"
+#include "helper/progress_record.h"
 
 namespace orin::orincache {
 namespace {
@@ -90,17 +91,19 @@ int Status(const std::string& cache, std::ostream& out, std::ostream&) {
     if (damaged > 0) out << ", " << damaged << " damaged bytes";
     out << '\n';
   }
-  std::string progress;
-  std::FILE* sent = std::fopen((cache + ".sent").c_str(), "rb");
-  if (sent != nullptr) {
-    char line[128] = {};
-    if (std::fgets(line, sizeof line, sent) != nullptr) progress = line;
-    std::fclose(sent);
+  // The count as the helper reads it: its checked copies, or an older helper's one line.
+  std::string sent;
+  std::ostringstream unread;
+  helper::ProgressRecord progress;
+  out << cache << ".sent: ";
+  if (!ReadAll(cache + ".sent", sent, unread)) {
+    out << "absent\n";
+  } else if (!helper::ParseProgress(sent, progress)) {
+    out << "unreadable: the next delivery starts the claimed cache from its first record\n";
+  } else {
+    out << "records delivered, claimed size, claim id: " << progress.delivered << ' '
+        << progress.claimedSize << ' ' << progress.claimId << '\n';
   }
-  while (!progress.empty() && (progress.back() == '\n' || progress.back() == '\r')) progress.pop_back();
-  out << cache << ".sent: "
-      << (progress.empty() ? "absent" : "records delivered, claimed size, claim id: " + progress)
-      << '\n';
   std::int64_t events = 0, damaged = 0;
   out << cache << ".damaged: ";
   if (Count(cache + ".damaged", events, damaged)) {
