@@ -5,7 +5,7 @@ what a host's load would otherwise map and bind (objdump -p, the third argument)
 import subprocess
 import sys
 
-NOT_NEEDED_AT_LOAD = ("libcurl", "libjsoncpp", "libssl", "libcrypto")
+NOT_NEEDED_AT_LOAD = ("libcurl", "libjsoncpp", "libssl", "libcrypto", "libuuid")
 
 tool, module = sys.argv[1], sys.argv[2]
 late = []
