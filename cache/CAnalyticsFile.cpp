@@ -51,6 +51,7 @@ bool CAnalyticsFile::LoadFile(const char* path) try {
   fileBuffer_.reset();
   records_.clear();
   fileSize_ = 0;
+  recordsEnd_ = 0;
   return LoadRecords(path, records_);
 } catch (...) {
   // A partial index would still be a consistent prefix, but nothing half-loaded is offered.
@@ -82,6 +83,7 @@ bool CAnalyticsFile::LoadRecords(const char* path, std::vector<const char*>& out
     ++records;
     offset += length;
   }
+  recordsEnd_ = offset;
   out.reserve(out.size() + records);
   for (offset = 0; records > 0; --records) {
     out.push_back(fileBuffer_.get() + offset);

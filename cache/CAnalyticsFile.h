@@ -55,6 +55,9 @@ class CAnalyticsFile : public IAnalyticsFile {
   // The next batch as ReadNextBatch takes it, but as the text to post (cache/batch_text.h).
   bool ReadNextBatchText(BatchText& out, std::int32_t& count);
 
+  // Every byte LoadFile read is in a record whose length fits; whether each text parses shows
+  // only as its batch is read (BatchText::unparsed).
+  bool LoadedOnlyRecords() const { return recordsEnd_ == fileSize_; }
   std::int32_t readIndex() const { return readIndex_; }
   std::size_t recordCount() const { return records_.size(); }
 
@@ -71,6 +74,7 @@ class CAnalyticsFile : public IAnalyticsFile {
   std::vector<const char*> records_;
   std::int32_t readIndex_ = 0;
   std::int64_t fileSize_ = 0;
+  std::int64_t recordsEnd_ = 0;  // where the last whole-length record ends
   // Reused by every batch, so a delivery allocates the list once rather than per batch, and the
   // texts' buffers, kept in spareTexts_ between batches, once rather than per record.
   std::vector<std::string> batchTexts_;

@@ -8,6 +8,7 @@ namespace orin {
 void JoinRecordTexts(const std::vector<std::string>& texts, BatchText& out) {
   out.body.clear();
   out.events = 0;
+  out.unparsed = 0;
   out.first = Json::Value();
   for (const std::string& text : texts) {
     const char* begin = text.data();
@@ -17,7 +18,11 @@ void JoinRecordTexts(const std::vector<std::string>& texts, BatchText& out) {
     Json::Value parsed;
     if (objectEnd == nullptr || out.events == 0) {
       // The batch reading drops what does not parse and null, {} and [].
-      if (!ParseJsonText(begin, end, parsed) || parsed.empty()) continue;
+      if (!ParseJsonText(begin, end, parsed)) {
+        ++out.unparsed;
+        continue;
+      }
+      if (parsed.empty()) continue;
       if (objectEnd == nullptr) {
         written = ToFastText(parsed);
         begin = written.data();

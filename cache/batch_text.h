@@ -13,6 +13,7 @@ struct BatchText {
   std::string body;          // "[...]\n"; empty when nothing is kept
   Json::ArrayIndex events = 0;
   Json::Value first;         // the first kept event, parsed; null when none is kept
+  Json::ArrayIndex unparsed = 0;  // records left out because their text does not parse
 };
 
 // A text the scan cannot vouch for is parsed as the batch reading parses it, and goes in as

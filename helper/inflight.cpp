@@ -1,5 +1,6 @@
 #include "helper/inflight.h"
 
+#include <chrono>
 #include <cinttypes>
 #include <cstdio>
 
@@ -85,32 +86,86 @@ std::string CurrentClaimId(const InflightFiles& files) {
   return WriteClaimId(files, id) ? id : std::string();
 }
 
-std::int32_t ReadProgress(const InflightFiles& files, const std::string& claimId,
-                          std::int64_t claimedSize) {
-  std::string bytes;
-  ProgressRecord record;
-  if (claimId.empty() || !ReadWholeFile(files.progress, bytes) || !ParseProgress(bytes, record)) {
-    return 0;
-  }
-  if (record.claimedSize != claimedSize || record.delivered < 0 || record.claimId != claimId) return 0;
-  return record.delivered;
+ClaimProgress::ClaimProgress(const InflightFiles& files, std::string claimId,
+                             std::int64_t claimedSize)
+    : path_(files.progress), claimId_(std::move(claimId)), claimedSize_(claimedSize) {}
+
+namespace {
+
+std::int64_t NowMs() {
+  return std::chrono::duration_cast<std::chrono::milliseconds>(
+             std::chrono::steady_clock::now().time_since_epoch())
+      .count();
 }
 
-bool WriteProgress(const InflightFiles& files, const std::string& claimId, std::int32_t delivered,
-                   std::int64_t claimedSize) {
-  if (claimId.empty()) return false;
-  const std::string slot = ProgressSlot({delivered, claimedSize, claimId});
-  if (slot.empty()) return false;
-  // One copy after the other: a kill cuts short at most one of them.
-  const platform::FilePiece pieces[] = {
-      {0, slot.data(), slot.size()},
-      {static_cast<std::int64_t>(kProgressSlot), slot.data(), slot.size()}};
-  if (platform::OverwriteDurably(files.progress.c_str(), static_cast<std::int64_t>(kProgressFile),
-                                 pieces, 2)) {
-    return true;
+}  // namespace
+
+std::int32_t ClaimProgress::Read() {
+  recorded_ = 0;
+  pending_ = false;
+  std::string bytes;
+  ProgressRecord copies[2];
+  const unsigned found =
+      claimId_.empty() || !ReadWholeFile(path_, bytes) ? 0u : ParseProgressCopies(bytes, copies);
+  int best = -1;
+  for (int i = 0; i < 2; ++i) {
+    const ProgressRecord& r = copies[i];
+    if ((found & (1u << i)) == 0 || r.claimedSize != claimedSize_ || r.claimId != claimId_ ||
+        r.delivered < 0 || (best >= 0 && r.delivered <= recorded_)) {
+      continue;
+    }
+    best = i;
+    recorded_ = r.delivered;
   }
-  // A claim's first count, or a file of another form: a whole new file.
-  return ReplaceFileDurably(files.progress, slot + slot);
+  // Only a file of two copies is written in place; any other form is replaced whole.
+  flushed_ = bytes.size() == kProgressFile ? best : -1;
+  alike_ = found == 3u && copies[0].delivered == copies[1].delivered;
+  line_ = ProgressSlot({recorded_, claimedSize_, claimId_});
+  return recorded_;
+}
+
+bool ClaimProgress::WriteCopy(int copy, bool flush) {
+  const platform::FilePiece piece{static_cast<std::int64_t>(copy) * static_cast<std::int64_t>(kProgressSlot),
+                                  line_.data(), line_.size()};
+  return platform::Overwrite(path_.c_str(), static_cast<std::int64_t>(kProgressFile), &piece, 1, flush);
+}
+
+bool ClaimProgress::Record(std::int32_t delivered) {
+  if (claimId_.empty()) return false;
+  line_ = ProgressSlot({delivered, claimedSize_, claimId_});
+  if (line_.empty()) return false;
+  if (flushed_ >= 0 && WriteCopy(1 - flushed_, false)) {
+    if (!pending_) pendingSinceMs_ = NowMs();
+    pending_ = true;
+    alike_ = false;
+  } else if (ReplaceFileDurably(path_, line_ + line_)) {
+    flushed_ = 0;
+    pending_ = false;
+    alike_ = true;
+  } else {
+    return false;
+  }
+  recorded_ = delivered;
+  return true;
+}
+
+bool ClaimProgress::Flush() {
+  if (pending_ && platform::SyncFileData(path_.c_str())) {
+    flushed_ = 1 - flushed_;
+    pending_ = false;
+  }
+  return !pending_;
+}
+
+bool ClaimProgress::FlushIfDue() {
+  return !pending_ || NowMs() - pendingSinceMs_ < kFlushWithinMs || Flush();
+}
+
+bool ClaimProgress::Settle() {
+  if (!Flush()) return false;
+  if (alike_ || flushed_ < 0) return true;
+  alike_ = WriteCopy(1 - flushed_, true);
+  return alike_;
 }
 
 bool ClaimCache(const InflightFiles& files) {
@@ -122,7 +177,9 @@ bool ClaimCache(const InflightFiles& files) {
   // (one that could not be removed, say) never applies to this one.
   if (!WriteClaimId(files, NewClaimId())) return false;
   platform::RemoveFile(files.progress.c_str());
-  return platform::MoveFileDurably(files.cache.c_str(), files.claimed.c_str());
+  // The records go as they are: renaming them makes them no more and no less durable, and what
+  // the module appended reaches the disk as it would have under the old name.
+  return platform::RenameDurably(files.cache.c_str(), files.claimed.c_str());
 }
 
 bool RemoveDeliveredClaim(const InflightFiles& files) {

@@ -37,11 +37,43 @@ std::string NewClaimId();
 // Empty when none can be written.
 std::string CurrentClaimId(const InflightFiles& files);
 
-// Records of the claimed file already delivered; 0 when unknown or stale.
-std::int32_t ReadProgress(const InflightFiles& files, const std::string& claimId,
-                          std::int64_t claimedSize);
-bool WriteProgress(const InflightFiles& files, const std::string& claimId, std::int32_t delivered,
-                   std::int64_t claimedSize);
+// The count of a claim's delivered records in cache.sent (helper/progress_record.h). One thread.
+//
+// Every count goes in place at once, so a kill keeps it. It goes over the copy without the newest
+// flushed count, and counts written before the next flush go over the same copy: the flushed copy
+// is never written over, so a power cut costs at most the counts written since the last flush,
+// whose batches are sent again under the same keys. A flush on every count would be the safest,
+// but on a virtual disk it costs as much as posting a batch.
+class ClaimProgress {
+ public:
+  // How long a count may wait for its flush before FlushIfDue does it.
+  static constexpr std::int64_t kFlushWithinMs = 20;
+
+  ClaimProgress(const InflightFiles& files, std::string claimId, std::int64_t claimedSize);
+  // The count recorded for this claim and size; 0 when there is none or it is another's.
+  std::int32_t Read();
+  // A claim's first count (or one that cannot go in place) is a new file, flushed.
+  bool Record(std::int32_t delivered);
+  // Brings the last count to stable storage.
+  bool Flush();
+  // Flush, once the oldest unflushed count has waited kFlushWithinMs.
+  bool FlushIfDue();
+  // Flushed, with both copies alike: for where a run stops with its claim left.
+  bool Settle();
+  std::int32_t recorded() const { return recorded_; }
+
+ private:
+  bool WriteCopy(int copy, bool flush);
+
+  const std::string path_, claimId_;
+  const std::int64_t claimedSize_;
+  std::string line_;      // the newest count's copy
+  int flushed_ = -1;      // the copy with the newest flushed count; -1 until this claim's file is known
+  bool pending_ = false;  // the other copy holds a newer count, not flushed yet
+  std::int64_t pendingSinceMs_ = 0;
+  bool alike_ = false;    // both copies hold the newest count
+  std::int32_t recorded_ = 0;
+};
 
 // Under the cache lock: moves a non-empty live cache to the claimed name under a new claim id.
 // False when there is nothing to claim or the move failed (the live cache then stays as it was).

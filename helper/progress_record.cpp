@@ -37,11 +37,11 @@ std::string ProgressSlot(const ProgressRecord& record) {
   return std::string(line, kProgressSlot);
 }
 
-bool ParseProgress(const std::string& bytes, ProgressRecord& out) {
-  if (bytes.size() != kProgressFile) {
-    return ParseLine(bytes.c_str(), out);
-  }
-  for (std::size_t at = 0; at < kProgressFile; at += kProgressSlot) {
+unsigned ParseProgressCopies(const std::string& bytes, ProgressRecord out[2]) {
+  if (bytes.size() != kProgressFile) return ParseLine(bytes.c_str(), out[0]) ? 1u : 0u;
+  unsigned found = 0;
+  for (std::size_t i = 0; i < 2; ++i) {
+    const std::size_t at = i * kProgressSlot;
     char line[kProgressSlot + 1];
     std::memcpy(line, bytes.data() + at, kProgressSlot);
     line[kProgressSlot] = '\0';
@@ -49,9 +49,18 @@ bool ParseProgress(const std::string& bytes, ProgressRecord& out) {
     std::snprintf(check, sizeof check, "%08" PRIx32, Check(line));
     if (std::memcmp(line + kChecked, check, 8) != 0 || line[kProgressSlot - 1] != '\n') continue;
     line[kChecked] = '\0';
-    if (ParseLine(line, out)) return true;
+    if (ParseLine(line, out[i])) found |= 1u << i;
   }
-  return false;
+  return found;
+}
+
+bool ParseProgress(const std::string& bytes, ProgressRecord& out) {
+  ProgressRecord copies[2];
+  const unsigned found = ParseProgressCopies(bytes, copies);
+  if (found == 0) return false;
+  const bool second = found == 2u || (found == 3u && copies[1].delivered > copies[0].delivered);
+  out = copies[second ? 1 : 0];
+  return true;
 }
 
 }  // namespace orin::helper

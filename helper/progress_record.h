@@ -3,10 +3,11 @@
 #include <cstdint>
 #include <string>
 
-// How cache.sent holds a claim's count: two copies of one fixed-size line ("count size claim-id",
-// padded, then a CRC-32 of the line), written one after the other. The file keeps its size, so a
-// new count goes over the old one in place; a write cut short spoils at most one copy, which its
-// check gives away, and the other still holds the old count or the new one.
+// How cache.sent holds a claim's count: two copies of a fixed-size line ("count size claim-id",
+// padded, then a CRC-32 of the line). The file keeps its size: a new count goes in place over the
+// copy that does not hold the newest one, and reaches the disk before the copy after it is
+// written. So a write cut short, or lost to a power cut, spoils at most one copy, which its check
+// gives away, and the other holds the count before it. A reader takes the larger count.
 
 namespace orin::helper {
 
@@ -22,8 +23,10 @@ struct ProgressRecord {
 // One copy of the line; empty when the claim id does not fit.
 std::string ProgressSlot(const ProgressRecord& record);
 
-// The count in a file's bytes: the first copy whose check holds, or, for a file not of this form
-// (an older helper's single line), that line as it is. False when neither reads.
+// The copies in a file's bytes, each in its place: bit i of the result is set when copy i's check
+// holds and it reads (an older helper's single line is taken as it is, as the first copy).
+unsigned ParseProgressCopies(const std::string& bytes, ProgressRecord out[2]);
+// The newest count: the larger of the copies. False when none reads.
 bool ParseProgress(const std::string& bytes, ProgressRecord& out);
 
 }  // namespace orin::helper

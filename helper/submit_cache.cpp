@@ -1,8 +1,10 @@
 // Delivery of the cache. The helper lock keeps helpers one at a time; the cache lock is held only
 // for the rename that claims the live cache, never across a request. Progress is recorded after
 // every delivered batch, so a helper killed at any moment resends at most the batch that was in
-// flight, under the same key, and the collector stores it once.
+// flight (a power cut, the batches since the count's last flush: helper/inflight.h), under the
+// same keys, and the collector stores them once.
 #include <string>
+#include <utility>
 
 #include <json/value.h>
 
@@ -14,6 +16,7 @@
 #include "helper/helper_lock.h"
 #include "helper/inflight.h"
 #include "helper/quarantine.h"
+#include "helper/side_job.h"
 #include "platform/files.h"
 
 namespace orin::helper {
@@ -44,71 +47,128 @@ bool Take(CAnalyticsFile& file, const std::string& claim, std::int32_t size, Bat
   return true;
 }
 
-// Delivers the claimed file from its recorded progress on. On a refused batch the claimed file
-// stays as it is, with its count: its records keep their places, and so their keys, for the next
-// run (handing them back to the live cache would give a batch the collector may have stored a
-// new key).
-Result DeliverClaimed(const InflightFiles& files, const Endpoint& endpoint, std::int32_t batch,
-                      std::uint32_t deadlineMs, const Report& report, Delivered& total) {
-  if (!SetDamageAside(files.claimed, files.damaged, report)) {
-    return Result::Fail(kLocalFiles, "cannot set the damaged bytes of " + files.claimed +
-                                         " aside in " + files.damaged);
-  }
-  CAnalyticsFile file;
-  const std::int64_t size = FileSize(files.claimed);
-  if (size < 0 || !file.LoadFile(files.claimed.c_str())) {
-    return Result::Fail(kLocalFiles, "cannot read " + files.claimed);
-  }
-  const std::string claim = CurrentClaimId(files);
-  const std::int32_t done = ReadProgress(files, claim, size);
+// What one delivery of the claimed file works with.
+struct Run {
+  const InflightFiles& files;
+  const Endpoint& endpoint;
+  std::int32_t batch;
+  std::uint32_t deadlineMs;
+  const Report& report;
+  Delivered& total;
+};
+
+// Delivers the loaded claimed file from its recorded count on. With `damaged`, a batch holding a
+// text that does not parse is not posted: the count stays before it, flushed, and *damaged is set.
+Result DeliverLoaded(const Run& run, CAnalyticsFile& file, ClaimProgress& progress,
+                     const std::string& claim, bool* damaged) {
+  const InflightFiles& files = run.files;
+  const std::int32_t done = progress.Read();
   if (done > 0) {
-    report.Note("resuming a claimed cache: " + std::to_string(done) + " records already delivered");
+    run.report.Note("resuming a claimed cache: " + std::to_string(done) + " records already delivered");
     Json::Value skipped;
     std::int32_t count = done;
     file.ReadNextBatch(skipped, count);
   }
-  // One batch at a time, posted on this thread: reading the stored texts costs little beside
-  // posting them. Its buffers serve every batch in turn.
-  Batch current;
-  while (Take(file, claim, batch, current)) {
+  // While this thread posts a batch, a side thread reads the next one and flushes the counts when
+  // due. A count is written before the next batch goes out, so a kill resends at most the batch in
+  // flight.
+  SideJob side;
+  Batch current, next;
+  bool more = Take(file, claim, run.batch, current);
+  bool flushed = true;
+  while (more) {
+    if (damaged != nullptr && current.text.unparsed > 0) {
+      *damaged = true;
+      return progress.Settle() ? Result::Ok()
+                               : Result::Fail(kLocalFiles, "cannot record progress in " + files.progress);
+    }
+    side.Start([&] {
+      flushed = progress.FlushIfDue();
+      more = Take(file, claim, run.batch, next);
+    });
     PostOutcome outcome;
     outcome.delivered = true;
     if (current.text.events > 0) {
-      outcome = PostBody(endpoint, current.text.body, current.key, deadlineMs);
+      outcome = PostBody(run.endpoint, current.text.body, current.key, run.deadlineMs);
     }
-    const bool setAside =
-        !outcome.delivered && SetAsideWhenRefusedForGood(files.cache, current.text.body, outcome, report);
+    side.Wait();
+    if (!flushed) run.report.Note("cannot record progress in " + files.progress);
+    const bool setAside = !outcome.delivered &&
+                          SetAsideWhenRefusedForGood(files.cache, current.text.body, outcome, run.report);
     if (!outcome.delivered && !setAside) {
-      file.PutBack(current.count);
+      file.PutBack(current.count + (more ? next.count : 0));
       const std::string kept = std::to_string(file.recordCount() - file.readIndex());
-      if (ReadProgress(files, claim, size) != file.readIndex() &&
-          !WriteProgress(files, claim, file.readIndex(), size)) {
+      if ((progress.recorded() != file.readIndex() && !progress.Record(file.readIndex())) ||
+          !progress.Settle()) {
         return Result::Fail(kLocalFiles, outcome.reason + "; cannot record progress in " +
                                              files.progress +
                                              " (the delivered part will be sent again)");
       }
-      report.Note(kept + " records kept in " + files.claimed);
+      run.report.Note(kept + " records kept in " + files.claimed);
       return Result::Fail(kNotDelivered, outcome.reason + " on batch " +
-                                             std::to_string(total.batches + 1) + "; " + kept +
+                                             std::to_string(run.total.batches + 1) + "; " + kept +
                                              " records kept for the next run");
     }
     if (current.text.events > 0 && !setAside) {
-      ++total.batches;
-      total.events += current.text.events;
-      report.Note("batch " + std::to_string(total.batches) + ": " +
-                  std::to_string(current.text.events) + " events delivered (status " +
-                  std::to_string(outcome.status) + ")");
+      ++run.total.batches;
+      run.total.events += current.text.events;
+      run.report.Note("batch " + std::to_string(run.total.batches) + ": " +
+                      std::to_string(current.text.events) + " events delivered (status " +
+                      std::to_string(outcome.status) + ")");
     }
-    if (!WriteProgress(files, claim, file.readIndex(), size)) {
-      report.Note("cannot record progress in " + files.progress);
+    // The batch read ahead is not delivered yet.
+    if (!progress.Record(file.readIndex() - (more ? next.count : 0))) {
+      run.report.Note("cannot record progress in " + files.progress);
     }
+    std::swap(current, next);
   }
   // Everything was taken, so nothing is written.
   if (file.CommitConsumed(files.claimedNext().c_str()) && !RemoveDeliveredClaim(files)) {
+    progress.Settle();
     return Result::Fail(kLocalFiles, "cannot remove " + files.claimed +
                                          "; all of it is delivered and it will not be sent again");
   }
   return Result::Ok();
+}
+
+// Delivers the claimed file. On a refused batch the claimed file stays as it is, with its count:
+// its records keep their places, and so their keys, for the next run (handing them back to the
+// live cache would give a batch the collector may have stored a new key).
+//
+// Damage is set aside before anything is posted from beyond it. Loading checks every length;
+// whether each text parses shows as its batch is read, so the file is read and scanned once. When
+// one does not, the whole walk runs and delivery goes on from the same count: the records before
+// the damage keep their places in the rewritten file.
+Result DeliverClaimed(const Run& run) {
+  const InflightFiles& files = run.files;
+  bool walked = false;
+  for (;;) {
+    CAnalyticsFile file;
+    const std::int64_t size = FileSize(files.claimed);
+    if (size < 0 || !file.LoadFile(files.claimed.c_str())) {
+      return Result::Fail(kLocalFiles, "cannot read " + files.claimed);
+    }
+    const std::string claim = CurrentClaimId(files);
+    ClaimProgress progress(files, claim, size);
+    bool damaged = !walked && !file.LoadedOnlyRecords();
+    if (!damaged) {
+      const Result result = DeliverLoaded(run, file, progress, claim, walked ? nullptr : &damaged);
+      if (!damaged || result.code != 0) return result;
+    }
+    if (!SetDamageAside(files.claimed, files.damaged, run.report)) {
+      return Result::Fail(kLocalFiles, "cannot set the damaged bytes of " + files.claimed +
+                                           " aside in " + files.damaged);
+    }
+    walked = true;
+    // Nothing is carried from damage found at load: it may lie before the count.
+    const std::int32_t delivered = progress.recorded();
+    ClaimProgress moved(files, claim, FileSize(files.claimed));
+    moved.Read();
+    if (delivered > 0 && !moved.Record(delivered)) {
+      run.report.Note("cannot record progress in " + files.progress +
+                      " (the delivered part will be sent again, under the same keys)");
+    }
+  }
 }
 
 }  // namespace
@@ -140,7 +200,8 @@ Result SubmitCache(const Settings& settings, std::int32_t batch, const Report& r
     } else {
       break;
     }
-    const Result result = DeliverClaimed(files, endpoint, batch, settings.requestDeadlineMs, report, total);
+    const Result result =
+        DeliverClaimed(Run{files, endpoint, batch, settings.requestDeadlineMs, report, total});
     if (result.code != 0) return result;
   }
   ForgetRefusals(settings.cachePath);

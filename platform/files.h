@@ -26,8 +26,10 @@ bool SyncFile(const char* path);
 // The folder holding `path` records its renames and removals (POSIX: fsync of the folder; on
 // Windows the moves below are written through, so there is nothing left to flush).
 bool SyncFolderOf(const char* path);
-// SyncFile(from), then from replaces to in one rename that is itself made durable
-// (MoveFileExW with MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH).
+// From replaces to in one rename that is itself made durable (MoveFileExW with
+// MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH); the data goes as it is, flushed or not.
+bool RenameDurably(const char* from, const char* to);
+// SyncFile(from), then RenameDurably: for data written to take the place of other data.
 bool MoveFileDurably(const char* from, const char* to);
 // The file's size in bytes; -1 when it does not exist or cannot be queried.
 std::int64_t FileSizeOf(const char* path);
@@ -46,9 +48,12 @@ struct FilePiece {
   std::size_t size;
 };
 // Writes the pieces in their order over an existing file of exactly `size` bytes, which keeps its
-// size and its name, and flushes them to stable storage (fdatasync / FlushFileBuffers) before it
-// returns true. False when the file is missing or of another size (nothing written), or when a
+// size and its name; with `flush`, they reach stable storage (fdatasync / FlushFileBuffers) before
+// it returns true. False when the file is missing or of another size (nothing written), or when a
 // write or the flush fails.
-bool OverwriteDurably(const char* path, std::int64_t size, const FilePiece* pieces, std::size_t count);
+bool Overwrite(const char* path, std::int64_t size, const FilePiece* pieces, std::size_t count,
+               bool flush);
+// fdatasync / FlushFileBuffers: a file's data written in place, without its other metadata.
+bool SyncFileData(const char* path);
 
 }  // namespace orin::platform

@@ -101,18 +101,18 @@ bool RemoveFile(const char* path) {
 
 namespace {
 
-bool SyncFd(int fd) {
+bool SyncFd(int fd, bool dataOnly = false) {
   int r;
   do {
-    r = ::fsync(fd);
+    r = dataOnly ? ::fdatasync(fd) : ::fsync(fd);
   } while (r != 0 && errno == EINTR);
   return r == 0;
 }
 
-bool SyncPath(const char* path, int flags) {
+bool SyncPath(const char* path, int flags, bool dataOnly = false) {
   const int fd = OpenRetrying(path, flags);
   if (fd < 0) return false;
-  const bool ok = SyncFd(fd);
+  const bool ok = SyncFd(fd, dataOnly);
   return ::close(fd) == 0 && ok;
 }
 
@@ -128,9 +128,16 @@ bool SyncFolderOf(const char* path) {
   return SyncPath(ParentOf(path).c_str(), O_RDONLY | O_DIRECTORY);
 }
 
-bool MoveFileDurably(const char* from, const char* to) {
-  return SyncFile(from) && MoveFileReplacing(from, to) && SyncFolderOf(to);
+bool SyncFileData(const char* path) {
+  if (path == nullptr) return false;
+  return SyncPath(path, O_RDONLY, true);
 }
+
+bool RenameDurably(const char* from, const char* to) {
+  return MoveFileReplacing(from, to) && SyncFolderOf(to);
+}
+
+bool MoveFileDurably(const char* from, const char* to) { return SyncFile(from) && RenameDurably(from, to); }
 
 std::int64_t FileSizeOf(const char* path) {
   struct stat st;
@@ -168,7 +175,8 @@ bool AppendDurably(const char* path, const char* data, std::size_t size) {
   return ok && closed && SyncFolderOf(path);
 }
 
-bool OverwriteDurably(const char* path, std::int64_t size, const FilePiece* pieces, std::size_t count) {
+bool Overwrite(const char* path, std::int64_t size, const FilePiece* pieces, std::size_t count,
+               bool flush) {
   if (path == nullptr) return false;
   const int fd = OpenRetrying(path, O_WRONLY);
   if (fd < 0) return false;
@@ -189,10 +197,7 @@ bool OverwriteDurably(const char* path, std::int64_t size, const FilePiece* piec
     }
   }
   // The size and the name stay, so the data alone has to reach the disk.
-  int r = 0;
-  while (ok && (r = ::fdatasync(fd)) != 0 && errno == EINTR) {
-  }
-  ok = ok && r == 0;
+  ok = ok && (!flush || SyncFd(fd, true));
   return ::close(fd) == 0 && ok;
 }
 

@@ -59,8 +59,14 @@ bool SyncFile(const char* path) {
 
 bool SyncFolderOf(const char* path) { return path != nullptr; }
 
+bool SyncFileData(const char* path) { return SyncFile(path); }
+
 bool MoveFileDurably(const char* from, const char* to) {
-  if (from == nullptr || to == nullptr || !SyncFile(from)) return false;
+  return from != nullptr && SyncFile(from) && RenameDurably(from, to);
+}
+
+bool RenameDurably(const char* from, const char* to) {
+  if (from == nullptr || to == nullptr) return false;
   const std::wstring wideFrom = Wide(from), wideTo = Wide(to);
   if (wideFrom.empty() || wideTo.empty()) return false;
   return MoveFileExW(wideFrom.c_str(), wideTo.c_str(),
@@ -111,7 +117,8 @@ bool AppendDurably(const char* path, const char* data, std::size_t size) {
   return ok;
 }
 
-bool OverwriteDurably(const char* path, std::int64_t size, const FilePiece* pieces, std::size_t count) {
+bool Overwrite(const char* path, std::int64_t size, const FilePiece* pieces, std::size_t count,
+               bool flush) {
   if (path == nullptr) return false;
   HANDLE h = CreateFileA(path, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                          OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
@@ -134,7 +141,7 @@ bool OverwriteDurably(const char* path, std::int64_t size, const FilePiece* piec
       at += wrote;
     }
   }
-  ok = ok && FlushFileBuffers(h) != FALSE;
+  ok = ok && (!flush || FlushFileBuffers(h) != FALSE);
   CloseHandle(h);
   return ok;
 }
