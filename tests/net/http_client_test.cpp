@@ -19,98 +19,73 @@ using HttpClientTest = testing::ServerTest;
 
 const std::string kBinaryBody = std::string("a\0b\xff\r\n\"", 7) + std::string(5000, 'z');
 
-struct Outgoing {
-  const char* name;
-  HttpRequestInfo request;
-  const char* method;
-  const char* target;
-  const char* contentType;
-};
-
-TEST_F(HttpClientTest, SendsTheRequestAsGivenOnBothSchemes) {
-  const Outgoing cases[] = {
+// One exchange per row on both schemes: the request goes out as given (the caller's header under
+// the name it was given; nothing else but the user agent, the host and the length) and the answer
+// comes back whole, over whatever the call held before.
+TEST_F(HttpClientTest, SendsTheRequestAsGivenAndHandsBackStatusHeadersAndBody) {
+  const struct Case {
+    const char* name;
+    HttpRequestInfo request;
+    const char *method, *target, *contentType;
+    TestServer::Reply reply;
+  } cases[] = {
       {"json post", {"127.0.0.1", "/api/tracking/devid", "content-type:application/json",
-                     "{\"xid\":\"ab\"}\n", false}, "POST", "/api/tracking/devid",
-       "application/json"},
-      {"multipart get", {"127.0.0.1", "/api/v2/soft/vid", "content-type:multipart/form-data", "",
-                         true}, "GET", "/api/v2/soft/vid", "multipart/form-data"},
-      {"binary body", {"127.0.0.1", "/b", "content-type:application/octet-stream", kBinaryBody,
-                       false}, "POST", "/b", "application/octet-stream"},
-      {"nothing given", {"127.0.0.1", "", "", "", false}, "POST", "/", "<absent>"},
+                     "{\"xid\":\"ab\"}\n"}, "POST", "/api/tracking/devid", "application/json",
+       {200, "{\"ok\":1}"}},
+      {"multipart get, a 500 is still delivered",
+       {"127.0.0.1", "/api/v2/soft/vid", "content-type:multipart/form-data", "", true}, "GET",
+       "/api/v2/soft/vid", "multipart/form-data", {500, "broken"}},
+      {"binary body, a large answer in several reads",
+       {"127.0.0.1", "/b", "content-type:application/octet-stream", kBinaryBody}, "POST", "/b",
+       "application/octet-stream", {200, std::string(10000, 'L')}},
+      {"nothing given, only so much is kept", {"127.0.0.1", "", "", ""}, "POST", "/", "<absent>",
+       {200, std::string(net::kReplyBodyLimit, 'K') + "dropped"}},
+      {"skipReply ignores what is sent", {"127.0.0.1", "/r", "", "x", false, false, true}, "POST",
+       "/r", "<absent>", {200, "unread"}},
+      // The server announces more than it sends: a failed read keeps what arrived.
+      {"cut short", {"127.0.0.1", "/r", "", "x"}, "POST", "/r", "<absent>",
+       {200, "partial", {}, 0, 100}},
   };
   for (bool secure : {false, true}) {
-    for (Outgoing c : cases) {
+    for (Case c : cases) {
       SCOPED_TRACE(std::string(c.name) + (secure ? " over https" : " over http"));
-      TestServer::Reset({{200, "fine", {{"X-Orin", "yes"}}}});
+      c.reply.headers = {{"X-Orin", "yes"}};
+      TestServer::Reset({c.reply});
       c.request.secure = secure;
-      HttpResponseInfo response;
-      ErrorInfo error;
+      HttpResponseInfo response{0, "stale", "stale"};
+      ErrorInfo error{12345, L"stale"};
       ASSERT_TRUE(net::PostRequest(response, c.request, error));
       EXPECT_EQ(error.code, 0);
-      EXPECT_EQ(response.statusCode, 200u);
-      EXPECT_EQ(response.body, "fine");
+      EXPECT_EQ(error.message, L"");
+      EXPECT_EQ(response.statusCode, static_cast<unsigned>(c.reply.status));
+      if (c.request.skipReply) {
+        EXPECT_EQ(response.rawHeaders + response.body, "");
+      } else {
+        EXPECT_EQ(response.body, c.reply.body.substr(0, net::kReplyBodyLimit));
+        ASSERT_FALSE(response.rawHeaders.empty());
+        EXPECT_EQ(response.rawHeaders.back(), '\0');
+        EXPECT_EQ(response.rawHeaders.rfind("HTTP/1.1 " + std::to_string(c.reply.status), 0), 0u)
+            << response.rawHeaders;
+        EXPECT_NE(response.rawHeaders.find("\r\nX-Orin: yes\r\n"), std::string::npos);
+      }
 
       const auto received = TestServer::Received();
       ASSERT_EQ(received.size(), 1u);
-      EXPECT_EQ(received[0].secure, secure);
-      EXPECT_EQ(received[0].method, c.method);
-      EXPECT_EQ(received[0].target, c.target);
-      EXPECT_EQ(received[0].header("content-type"), c.contentType);
-      // The caller's header goes out under the name it was given; nothing the caller did not ask
-      // for but the user agent, the host and the length.
-      EXPECT_EQ(received[0].version, "HTTP/1.1");
-      for (const auto& name : received[0].names) {
+      const auto& q = received[0];
+      EXPECT_EQ(q.secure, secure);
+      EXPECT_EQ(q.method + " " + q.target + " " + q.version, std::string(c.method) + " " +
+                                                                 c.target + " HTTP/1.1");
+      EXPECT_EQ(q.header("content-type"), c.contentType);
+      for (const auto& name : q.names) {
         const std::string n = name.asString();
         EXPECT_TRUE(n == "content-type" || n == "User-Agent" || n == "Host" ||
                     n == "Content-Length")
             << n;
       }
-      EXPECT_EQ(received[0].header("user-agent"),
+      EXPECT_EQ(q.header("user-agent"),
                 "Mozilla/4.0 (compatible; MSIE 8.0; Windows NT 6.1;Trident/4.0)");
-      EXPECT_EQ(received[0].body, c.request.body);
+      EXPECT_EQ(q.body, c.request.body);
     }
-  }
-}
-
-TEST_F(HttpClientTest, HandsBackStatusHeadersAndBody) {
-  const std::string large(10000, 'L');  // several reads
-  struct Case {
-    const char* name;
-    TestServer::Reply reply;
-    bool skipReply;
-  } cases[] = {
-      {"200", {200, "{\"ok\":1}", {{"X-Orin", "yes"}}}, false},
-      {"500 is still delivered", {500, "broken", {{"X-Orin", "yes"}}}, false},
-      {"large body", {200, large, {{"X-Orin", "yes"}}}, false},
-      {"skipReply ignores what is sent", {200, "unread", {{"X-Orin", "yes"}}}, true},
-      {"only so much is kept", {200, std::string(net::kReplyBodyLimit, 'K') + "dropped",
-                                {{"X-Orin", "yes"}}}, false},
-      // The server announces more than it sends: a failed read keeps what arrived.
-      {"cut short", {200, "partial", {{"X-Orin", "yes"}}, 0, 100}, false},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    TestServer::Reset({c.reply});
-    HttpRequestInfo request{"127.0.0.1", "/r", "", "x", false, true, c.skipReply};
-    HttpResponseInfo response;
-    response.body = "stale";
-    response.rawHeaders = "stale";
-    ErrorInfo error{12345, L"stale"};
-    ASSERT_TRUE(net::PostRequest(response, request, error));
-    EXPECT_EQ(error.code, 0);
-    EXPECT_EQ(error.message, L"");
-    EXPECT_EQ(response.statusCode, static_cast<unsigned>(c.reply.status));
-    if (c.skipReply) {
-      EXPECT_EQ(response.rawHeaders, "");
-      EXPECT_EQ(response.body, "");
-      continue;
-    }
-    EXPECT_EQ(response.body, c.reply.body.substr(0, net::kReplyBodyLimit));
-    ASSERT_FALSE(response.rawHeaders.empty());
-    EXPECT_EQ(response.rawHeaders.back(), '\0');
-    EXPECT_EQ(response.rawHeaders.rfind("HTTP/1.1 " + std::to_string(c.reply.status), 0), 0u)
-        << response.rawHeaders;
-    EXPECT_NE(response.rawHeaders.find("\r\nX-Orin: yes\r\n"), std::string::npos);
   }
 }
 

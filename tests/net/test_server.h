@@ -49,14 +49,13 @@ class TestServer {
     control["cert"] = cert;
     control["replies"] = Json::Value(Json::arrayValue);
     for (const Reply& r : replies) {
-      Json::Value reply;
+      Json::Value& reply = control["replies"].append(Json::objectValue);
       reply["status"] = r.status;
       reply["body"] = r.body;
-      reply["headers"] = Json::Value(Json::objectValue);
+      reply["headers"] = Json::objectValue;
       for (const auto& [name, value] : r.headers) reply["headers"][name] = value;
       reply["delay_ms"] = r.delayMs;
       reply["declared_length"] = static_cast<Json::UInt64>(r.declaredLength);
-      control["replies"].append(reply);
     }
     std::remove((Folder() + "/requests.log").c_str());
     std::ofstream(Folder() + "/control.json", std::ios::binary) << control.toStyledString();
@@ -72,15 +71,9 @@ class TestServer {
       std::string errors;
       std::istringstream in(line);
       if (!Json::parseFromStream(builder, in, &v, &errors)) continue;
-      ReceivedRequest r;
-      r.secure = v["secure"].asBool();
-      r.local = v["local"].asString();
-      r.method = v["method"].asString();
-      r.target = v["target"].asString();
-      r.version = v["version"].asString();
-      r.headers = v["headers"];
-      r.names = v["names"];
-      r.ms = v["ms"].asInt64();
+      ReceivedRequest r{v["secure"].asBool(), v["local"].asString(), v["method"].asString(),
+                        v["target"].asString(), v["version"].asString(), "",
+                        v["headers"], v["names"], v["ms"].asInt64()};
       const std::string hex = v["body_hex"].asString();
       for (std::size_t i = 0; i + 1 < hex.size(); i += 2) {
         r.body.push_back(static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16)));
