@@ -274,7 +274,16 @@ class FirstStartTest : public OnlineEngineTest {
 
 TEST_F(FirstStartTest, WritesEveryFileAndTheServersIdReachesTheEvents) {
   TestServer::Reset({{200, DevIdReply(kUuid)}});
+  // With the user's experience off nothing is asked for and nothing written.
+  WriteIni(Beside("other.ini"), "UserExperience", "ExperienceValue", "0");
+  CQuillAnalyze off;
+  EXPECT_FALSE(off.Initialize(cache, kCollect, false, false, "src7"));
+  EXPECT_FALSE(off.isInitialized());
+  EXPECT_FALSE(Exists(Beside("OrAnacfg.ini")) || Exists(sharedConfig) || Exists(cache));
+  EXPECT_TRUE(TestServer::Received().empty());
+  std::remove(Beside("other.ini").c_str());
   EXPECT_FALSE(CQuillAnalyze().Initialize("", "", false, false, nullptr));  // no cache anywhere
+
   Engine engine(new CQuillAnalyze);
   ASSERT_TRUE(engine->Initialize(cache, kCollect, false, false, "src7"));
 
@@ -301,18 +310,6 @@ TEST_F(FirstStartTest, WritesEveryFileAndTheServersIdReachesTheEvents) {
   ASSERT_TRUE(again->Initialize(dir.File("other.dat"), "https://other/x", false, false, ""));
   EXPECT_EQ(again->cachePath() + " " + again->collectAddress(), cache + " " + kCollect);
   EXPECT_EQ(ReadBytes(Beside("OrAnacfg.ini")), before);
-}
-
-TEST_F(FirstStartTest, ExperienceOffRefusesAndTouchesNothing) {
-  WriteIni(Beside("other.ini"), "UserExperience", "ExperienceValue", "0");
-  TestServer::Reset({{200, DevIdReply(kUuid)}});
-  Engine engine(new CQuillAnalyze);
-  EXPECT_FALSE(engine->Initialize(cache, kCollect, false, false, "src7"));
-  EXPECT_FALSE(engine->isInitialized());
-  EXPECT_FALSE(Exists(Beside("OrAnacfg.ini")));
-  EXPECT_FALSE(Exists(sharedConfig));
-  EXPECT_FALSE(Exists(cache));
-  EXPECT_TRUE(TestServer::Received().empty());
 }
 
 }  // namespace
