@@ -12,11 +12,11 @@
 
 #include "facade/host_environment.h"
 #include "platform/files.h"
-#include "platform/host_paths.h"
 #include "platform/os.h"
 #include "platform/os_version.h"
 #include "platform/process.h"
 #include "platform/profile.h"
+#include "support/Programs.h"
 #include "support/TempDir.h"
 
 namespace orin {
@@ -26,11 +26,7 @@ using namespace orin::testing;
 namespace fs = std::filesystem;
 using platform::kPathSep;
 
-std::string BesideTest(const std::string& name) {
-  char self[1024] = {};
-  const std::string path(self, platform::HostExecutablePath(self, sizeof self));
-  return path.substr(0, path.rfind(kPathSep) + 1) + name;
-}
+std::string BesideTest(const std::string& name) { return ProgramFolder() + name; }
 
 std::string Exe(const char* stem) { return std::string(stem) + (platform::kIsWindows ? ".exe" : ""); }
 
@@ -177,56 +173,53 @@ TEST(Marketing, SourceIdAndProductIdFallBackInTurn) {
   }
 }
 
-// The verdict line follows the printed numbers, and the printed build is the registry's.
-TEST(OsVersion, Windows11VerdictFollowsTheReportedNumbers) {
-  HostFolder host;
-  const std::string out = host.Run({"os-build", "win11"});
-  int build = -1, major = -1, minor = -1, shownBuild = -2, verdict = -1;
-  char line[64] = {};
-  ASSERT_EQ(std::sscanf(out.c_str(), "os-build=%d\nCurrent os version: %d.%d BuildID: %d\n%63[^\n]\nwin11=%d",
-                        &build, &major, &minor, &shownBuild, line, &verdict), 6)
-      << out;
-  EXPECT_EQ(shownBuild, build);
-  const bool win11 = major >= 10 && build >= 22000;
-  EXPECT_EQ(verdict, int(win11));
-  EXPECT_EQ(std::string(line), win11 ? "Current OS is win11." : "Current OS is not win11.");
-  if (platform::kIsWindows) {
-    EXPECT_GE(major, 6);
-  }
-}
-
-TEST(OsVersion, OsReleaseStandsInForTheRegistryOnPosix) {
-  if (platform::kIsWindows) GTEST_SKIP() << "the registry is read instead";
+// The verdict line follows the printed numbers and the printed build is the registry's; on POSIX
+// os-release stands in for the registry.
+TEST(OsVersion, Windows11VerdictFollowsTheReportedNumbersOsReleaseStandingInOnPosix) {
   platform::VersionNumbers kernel;
   ASSERT_TRUE(platform::LegacyVersionNumbers(kernel));
-  const std::string numbers =
-      "Current os version: " + std::to_string(kernel.major) + "." + std::to_string(kernel.minor);
   TempDir dir;
-  const std::string l127(127, 'L'), l128(128, 'L');
-  const char* const kNoFile = "";
-  const struct {
+  const std::string release = dir.File("os-release"), l127(127, 'L'), l128(128, 'L');
+  struct Case {
     std::string release;  // empty: no file
     std::string name;
     int build;
-  } cases[] = {
+  };
+  std::vector<Case> cases = {
       {"NAME=Debian\nPRETTY_NAME=\"Debian GNU/Linux 12 (bookworm)\"\n", "Debian GNU/Linux 12 (bookworm)", 0},
       {"PRETTY_NAME='Windows Server 2022 Datacenter'\n", "Windows Server 2022 Datacenter", 22000},
       {"NAME=Debian\n", "(unchanged)", 0},
-      {kNoFile, "(unchanged)", 0},
+      {"", "(unchanged)", 0},
       // 127 characters fit the narrow 128-byte read but not the wide one.
       {"PRETTY_NAME=\"" + l127 + "\"\n", l127, 0},
       {"PRETTY_NAME=" + l128 + "\n", "(unchanged)", 0},
   };
+  if (platform::kIsWindows) cases = {{"", "", 0}};  // the registry is read instead
   for (const auto& c : cases) {
-    const std::string release = dir.File("os-release");
+    SCOPED_TRACE(c.release);
     std::remove(release.c_str());
     if (!c.release.empty()) WriteBytes(release, c.release);
     HostFolder host;
+    std::vector<std::string> probes = {"ORIN_OS_RELEASE=" + release, "os-build", "win11"};
+    if (!platform::kIsWindows) probes.push_back("os-name");
+    const std::string out = host.Run(probes);
+    int build = -1, major = -1, minor = -1, shownBuild = -2, verdict = -1, end = 0;
+    char line[64] = {};
+    ASSERT_EQ(std::sscanf(out.c_str(), "os-build=%d\nCurrent os version: %d.%d BuildID: %d\n%63[^\n]\nwin11=%d\n%n",
+                          &build, &major, &minor, &shownBuild, line, &verdict, &end), 6)
+        << out;
+    EXPECT_EQ(shownBuild, build);
+    const bool win11 = major >= 10 && build >= 22000;
+    EXPECT_EQ(verdict, int(win11));
+    EXPECT_EQ(std::string(line), win11 ? "Current OS is win11." : "Current OS is not win11.");
+    if (platform::kIsWindows) {
+      EXPECT_GE(major, 6);
+      continue;
+    }
     const std::string b = std::to_string(c.build);
-    EXPECT_EQ(host.Run({"ORIN_OS_RELEASE=" + release, "os-name", "os-build", "win11"}),
-              "os-name=" + c.name + "\nos-build=" + b + "\n" + numbers + " BuildID: " + b +
-                  "\nCurrent OS is not win11.\nwin11=0\n")
-        << c.release;
+    EXPECT_EQ(out, "os-build=" + b + "\nCurrent os version: " + std::to_string(kernel.major) + "." +
+                       std::to_string(kernel.minor) + " BuildID: " + b +
+                       "\nCurrent OS is not win11.\nwin11=0\nos-name=" + c.name + "\n");
   }
 }
 

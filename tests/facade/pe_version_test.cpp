@@ -9,9 +9,9 @@
 
 #include "facade/env_text.h"
 #include "platform/file_version.h"
-#include "platform/host_paths.h"
 #include "platform/os.h"
 #include "platform/pe_version.h"
+#include "support/Programs.h"
 #include "support/TempDir.h"
 
 namespace orin::platform {
@@ -19,14 +19,10 @@ namespace {
 
 using namespace orin::testing;
 
-std::string BesideTest(const char* name) {
-  char self[1024] = {};
-  const std::string path(self, HostExecutablePath(self, sizeof self));
-  return path.substr(0, path.rfind(kPathSep) + 1) + name;
-}
+std::string BesideTest(const char* name) { return ProgramFolder() + name; }
 
-std::vector<std::uint8_t> Image(const char* name) {
-  const std::string bytes = ReadBytes(BesideTest(name));
+std::vector<std::uint8_t> Image(const std::string& path) {
+  const std::string bytes = ReadBytes(path);
   return {bytes.begin(), bytes.end()};
 }
 
@@ -48,14 +44,14 @@ class PeVersion : public ::testing::Test {
 TEST_F(PeVersion, BothReadersAgreeOnRealImages) {
   FileVersion system, portable;
   EXPECT_TRUE(ReadFileVersion(BesideTest("pe_versioned.exe").c_str(), system));
-  EXPECT_TRUE(Portable(Image("pe_versioned.exe"), portable));
+  EXPECT_TRUE(Portable(Image(BesideTest("pe_versioned.exe")), portable));
   EXPECT_EQ(Parts(system), kExpected);
   EXPECT_EQ(Parts(portable), kExpected);
 
   FileVersion untouched;
   untouched.part[0] = 42;
   EXPECT_FALSE(ReadFileVersion(BesideTest("pe_plain.exe").c_str(), untouched));
-  EXPECT_FALSE(Portable(Image("pe_plain.exe"), untouched));
+  EXPECT_FALSE(Portable(Image(BesideTest("pe_plain.exe")), untouched));
   EXPECT_FALSE(ReadFileVersion(BesideTest("no-such-file.exe").c_str(), untouched));
   // What the project ships carries its version, as numbers and as the texts Windows shows.
   const std::string stamped = ORIN_VERSION;
@@ -68,8 +64,7 @@ TEST_F(PeVersion, BothReadersAgreeOnRealImages) {
     SCOPED_TRACE(name);
     FileVersion fromSystem, fromBytes;
     EXPECT_TRUE(ReadFileVersion(path.c_str(), fromSystem));
-    const std::string bytes = ReadBytes(path);
-    const std::vector<std::uint8_t> image(bytes.begin(), bytes.end());
+    const std::vector<std::uint8_t> image = Image(path);
     EXPECT_TRUE(Portable(image, fromBytes));
     EXPECT_EQ(Parts(fromSystem), project);
     EXPECT_EQ(Parts(fromBytes), project);
@@ -82,10 +77,14 @@ TEST_F(PeVersion, BothReadersAgreeOnRealImages) {
   EXPECT_EQ(untouched.part[0], 42) << "a failed read leaves the result alone";
 }
 
+std::size_t Find(const std::vector<std::uint8_t>& bytes, const std::vector<std::uint8_t>& what) {
+  return std::size_t(std::search(bytes.begin(), bytes.end(), what.begin(), what.end()) - bytes.begin());
+}
+
 // Every prefix of the image sits in a buffer of exactly its size, so under ASan any read past
-// the input shows; a prefix either fails or gives the whole, right answer.
-TEST_F(PeVersion, TruncatedImagesFailCleanly) {
-  const std::vector<std::uint8_t> full = Image("pe_versioned.exe");
+// the input shows; a prefix either fails or gives the whole, right answer. A damaged marker fails.
+TEST_F(PeVersion, TruncatedOrDamagedImagesFailCleanly) {
+  const std::vector<std::uint8_t> full = Image(BesideTest("pe_versioned.exe"));
   std::size_t shortestGood = full.size() + 1;
   for (std::size_t n = 0; n < full.size(); ++n) {
     const std::vector<std::uint8_t> prefix(full.begin(), full.begin() + std::ptrdiff_t(n));
@@ -96,14 +95,7 @@ TEST_F(PeVersion, TruncatedImagesFailCleanly) {
     }
   }
   EXPECT_GT(shortestGood, 512u) << "the resource lies past the headers";
-}
 
-std::size_t Find(const std::vector<std::uint8_t>& bytes, const std::vector<std::uint8_t>& what) {
-  return std::size_t(std::search(bytes.begin(), bytes.end(), what.begin(), what.end()) - bytes.begin());
-}
-
-TEST_F(PeVersion, DamagedMarkersAreRejected) {
-  const std::vector<std::uint8_t> full = Image("pe_versioned.exe");
   const std::size_t peAt = full[0x3C] | std::size_t(full[0x3D]) << 8;
   const std::vector<std::uint8_t> key = {'V', 0, 'S', 0, '_', 0, 'V', 0, 'E', 0, 'R', 0};
   const struct {
