@@ -203,10 +203,11 @@ TEST(OsVersion, Windows11VerdictFollowsTheReportedNumbersOsReleaseStandingInOnPo
     std::vector<std::string> probes = {"ORIN_OS_RELEASE=" + release, "os-build", "win11"};
     if (!platform::kIsWindows) probes.push_back("os-name");
     const std::string out = host.Run(probes);
-    int build = -1, major = -1, minor = -1, shownBuild = -2, verdict = -1, end = 0;
+    int build = -1, major = -1, minor = -1, shownBuild = -2, verdict = -1;
     char line[64] = {};
-    ASSERT_EQ(std::sscanf(out.c_str(), "os-build=%d\nCurrent os version: %d.%d BuildID: %d\n%63[^\n]\nwin11=%d\n%n",
-                          &build, &major, &minor, &shownBuild, line, &verdict, &end), 6)
+    ASSERT_EQ(std::sscanf(out.c_str(),
+                          "os-build=%d\nCurrent os version: %d.%d BuildID: %d\n%63[^\n]\nwin11=%d",
+                          &build, &major, &minor, &shownBuild, line, &verdict), 6)
         << out;
     EXPECT_EQ(shownBuild, build);
     const bool win11 = major >= 10 && build >= 22000;

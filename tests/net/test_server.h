@@ -22,6 +22,11 @@ struct ReceivedRequest {
   Json::Value names;    // header names as sent, in order
   long long ms = 0;     // the server's clock
   std::string header(const char* name) const { return headers.get(name, "<absent>").asString(); }
+  // "https POST 127.0.0.1/target content-type body": the whole request, to compare in one go.
+  std::string line() const {
+    return std::string(secure ? "https " : "http ") + method + " " + local + target + " " +
+           header("content-type") + " " + body;
+  }
 };
 
 // The server that with-servers starts for this test program: what it answers and what it got.
