@@ -38,36 +38,38 @@ struct ScriptedTransport {
   }
 };
 
-TEST(ExchangeRulesTest, DeviceIdRequestFollowsTheVidSchemeAndBindPostSkipsTheReply) {
-  for (const char* url : {"https://h.example/v", "http://h.example/v"}) {
-    SCOPED_TRACE(url);
-    ScriptedTransport transport{{{true, 200, ""}}, {}};
+// The device-id request and the bind post go by the vid's scheme; the post skips the reply and
+// counts only a 200 or a 204.
+TEST(ExchangeRulesTest, ExchangesFollowTheVidSchemeAndTheBindPostCountsOnly200And204) {
+  const struct {
+    const char* url;
+    ScriptedTransport::Answer answer;
+    bool delivered;
+  } cases[] = {{"https://h.example/v", {true, 200, ""}, true},
+               {"http://h.example/v", {true, 204, ""}, true},
+               {"https://h.example/v", {true, 201, ""}, false},
+               {"http://h.example/v", {true, 500, ""}, false},
+               {"https://h.example/v", {false, 0, ""}, false}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.url + std::to_string(c.answer.status));
+    ScriptedTransport transport{{{true, 200, ""}, c.answer}, {}};
     CQuillAnalyze engine;
     engine.SetHttpTransport(transport.Bind());
-    engine.ParseVidUrl(url);
+    engine.ParseVidUrl(c.url);
     std::string id;
     engine.FetchDeviceId("x", id);
-    EXPECT_TRUE(engine.PostJson("{}"));
+    EXPECT_EQ(engine.PostJson("{\"vid\":\"1\"}\n"), c.delivered);
     ASSERT_EQ(transport.requests.size(), 2u);
-    EXPECT_EQ(transport.requests[0].secure, engine.isVidSecure());
-    EXPECT_EQ(transport.requests[1].secure, engine.isVidSecure());
-    EXPECT_EQ(transport.requests[1].host, "h.example");
-    EXPECT_EQ(transport.requests[1].path, "/v");
+    const bool secure = c.url[4] == 's';
+    EXPECT_EQ(transport.requests[0].secure, secure);
+    EXPECT_EQ(transport.requests[1].secure, secure);
+    EXPECT_EQ(transport.requests[1].host + transport.requests[1].path, "h.example/v");
     EXPECT_TRUE(transport.requests[1].skipReply);
   }
-}
-
-TEST(ExchangeRulesTest, PostJsonCountsOnly200And204) {
-  const std::pair<ScriptedTransport::Answer, bool> cases[] = {
-      {{true, 200, ""}, true}, {{true, 204, ""}, true}, {{true, 201, ""}, false},
-      {{true, 500, ""}, false}, {{false, 0, ""}, false}};
-  for (const auto& [answer, delivered] : cases) {
-    ScriptedTransport transport{{answer}, {}};
-    CQuillAnalyze engine;
-    engine.SetHttpTransport(transport.Bind());
-    EXPECT_EQ(engine.PostJson("{\"vid\":\"1\"}\n"), delivered) << answer.status;
-    EXPECT_EQ(transport.requests.size(), 1u);
-  }
+  // With the first-run flag set the id goes in even when there is none yet.
+  std::string body;
+  EXPECT_TRUE(CQuillAnalyze().BuildBindBody("v1", body));
+  EXPECT_EQ(body, "{\"dev_ids\":[\"\"],\"vid\":\"v1\"}\n");
 }
 
 TEST(ExchangeRulesTest, UuidShapeCountsFourHyphensInThirtySixCharacters) {
@@ -85,14 +87,6 @@ TEST(ExchangeRulesTest, UuidShapeCountsFourHyphensInThirtySixCharacters) {
     EXPECT_EQ(IsUuidText(text.c_str(), static_cast<std::int32_t>(text.size())), ok) << text;
   }
   EXPECT_FALSE(IsUuidText(nullptr, 36));
-}
-
-// With the flag set the id goes in even when there is none yet.
-TEST(ExchangeRulesTest, FirstRunBindBodyCarriesAnEmptyDeviceIdToo) {
-  CQuillAnalyze engine;
-  std::string body;
-  EXPECT_TRUE(engine.BuildBindBody("v1", body));
-  EXPECT_EQ(body, "{\"dev_ids\":[\"\"],\"vid\":\"v1\"}\n");
 }
 
 TEST(ExchangeRulesTest, LanguageCodesMapIgnoringCase) {

@@ -116,11 +116,6 @@ int Answer(bool secure, const httplib::Request& req, httplib::Response& res) {
   return reply.get("delay_ms", 0).asInt();
 }
 
-void Handle(bool secure, const httplib::Request& req, httplib::Response& res) {
-  const int delayMs = Answer(secure, req, res);
-  if (delayMs > 0) std::this_thread::sleep_for(std::chrono::milliseconds(delayMs));
-}
-
 int ChooseCertificate(SSL* ssl, void*) {
   const std::string mode = ReadControl().get("cert", "good").asString();
   X509* cert = mode == "expired"     ? expiredCert.get()
@@ -133,7 +128,7 @@ int ChooseCertificate(SSL* ssl, void*) {
 template <typename ServerT>
 void Route(ServerT& server, bool secure) {
   auto handler = [secure](const httplib::Request& req, httplib::Response& res) {
-    Handle(secure, req, res);
+    std::this_thread::sleep_for(std::chrono::milliseconds(Answer(secure, req, res)));
   };
   server.Get(".*", handler);
   server.Post(".*", handler);
