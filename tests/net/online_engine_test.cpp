@@ -53,38 +53,56 @@ class OnlineEngineTest : public EngineTest {
   std::string userConfig, cache;
 };
 
-TEST_F(OnlineEngineTest, DeviceIdIsAskedForUntilTheServerWasReached) {
-  enum Outcome { kKept, kServers, kLocal };
-  const struct Case {
-    const char* name;
-    std::string storedId;
+TEST_F(OnlineEngineTest, DeviceIdIsAskedForUntilTheServerWasReachedAndOnlyAUuidIsTaken) {
+  const std::string kLocal = "<made here>";
+  struct Case {
+    std::string name, storedId;
     bool sucStored;
     std::vector<TestServer::Reply> replies;
     const char* cert;
     std::size_t requests;
-    Outcome id;
+    std::string id;
     bool sucAfter;
     bool hostFlag = false;
-  } cases[] = {
-      {"settled: nothing sent", kOldId, true, {{200, DevIdReply(kUuid)}}, "good", 0, kKept, true},
-      {"stored without suc", kOldId, false, {{200, DevIdReply(kUuid)}}, "good", 1, kServers, true},
-      {"an id in a 500 is taken", kOldId, false, {{500, DevIdReply(kUuid)}}, "good", 1, kServers,
+  };
+  std::vector<Case> cases = {
+      {"settled: nothing sent", kOldId, true, {{200, DevIdReply(kUuid)}}, "good", 0, kOldId, true},
+      {"stored without suc", kOldId, false, {{200, DevIdReply(kUuid)}}, "good", 1, kServerId, true},
+      {"an id in a 500 is taken", kOldId, false, {{500, DevIdReply(kUuid)}}, "good", 1, kServerId,
        true},
       {"two empty 503s", "", false, {{503, ""}, {503, ""}, {200, DevIdReply(kUuid)}}, "good", 2,
        kLocal, true},
       {"empty 503 then an id", "", false, {{503, ""}, {200, DevIdReply(kUuid)}}, "good", 2,
-       kServers, true},
+       kServerId, true},
       {"an empty 204 is not tried again", "", false, {{204, ""}, {200, DevIdReply(kUuid)}}, "good",
        1, kLocal, true},
-      {"empty 503 then a body without an id", "", false, {{503, ""}, {503, "x"}, {200, DevIdReply(kUuid)}},
-       "good", 2, kLocal, true},
+      {"empty 503 then a body without an id", "", false,
+       {{503, ""}, {503, "x"}, {200, DevIdReply(kUuid)}}, "good", 2, kLocal, true},
       {"never sent", "", false, {{200, DevIdReply(kUuid)}}, "otherhost", 0, kLocal, false},
       {"never sent, stored id stays", kOldId, false, {{200, DevIdReply(kUuid)}}, "otherhost", 0,
-       kKept, false},
-      {"suc without an id", "", true, {{200, DevIdReply(kUuid)}}, "good", 1, kServers, true},
-      {"host flag: nothing sent", kOldId, false, {{200, DevIdReply(kUuid)}}, "good", 0, kKept,
+       kOldId, false},
+      {"suc without an id", "", true, {{200, DevIdReply(kUuid)}}, "good", 1, kServerId, true},
+      {"host flag: nothing sent", kOldId, false, {{200, DevIdReply(kUuid)}}, "good", 0, kOldId,
        false, true},
   };
+  // Replies that reach the server: only an id of the uuid shape replaces the stored one.
+  const std::pair<std::string, std::string> replies[] = {
+      {"{\"dev_id\":\"" + kUuid.substr(1) + "\"}", kOldId},        // 35
+      {"{\"dev_id\":\"" + kUuid + "0\"}", kOldId},                 // 37
+      {"{\"dev_id\":\"" + std::string(33, 'a') + "---\"}", kOldId},  // three hyphens
+      {"{\"dev_id\":\"\"}", kOldId},
+      {"{\"devid\":\"" + kUuid + "\"}", kOldId},
+      {"{\"dev_id\": \"" + kUuid + "\"}", kOldId},  // the marker has no blank
+      {"{\"dev_id\":\"" + kUuid, kServerId},         // no closing quote: the rest is the id
+      {"{\"dev_id\":\"----" + std::string(32, 'q') + "\"}", "dev_id_----" + std::string(32, 'q')},
+      // Nothing that could start another INI line or section, nor a NUL that cuts the id.
+      {"{\"dev_id\":\"" + kUuid.substr(0, 34) + "\r\n\"}", kOldId},
+      {"{\"dev_id\":\"" + kUuid.substr(0, 30) + "\n[Net]\"}", kOldId},
+      {"{\"dev_id\":\"" + kUuid.substr(0, 35) + std::string(1, '\0') + "\"}", kOldId},
+  };
+  for (const auto& [body, id] : replies) {
+    cases.push_back({body, kOldId, false, {{200, body}}, "good", 1, id, true});
+  }
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     std::remove(userConfig.c_str());
@@ -100,19 +118,18 @@ TEST_F(OnlineEngineTest, DeviceIdIsAskedForUntilTheServerWasReached) {
     const std::string id = ReadIni(userConfig, "User", "DevID");
     // With the host flag the id goes only into the events.
     EXPECT_EQ(engine->deviceId(), c.hostFlag ? "" : id);
-    switch (c.id) {
-      case kKept: EXPECT_EQ(id, c.storedId); break;
-      case kServers: EXPECT_EQ(id, kServerId); break;
-      case kLocal:
-        EXPECT_EQ(id.size(), 43u);
-        EXPECT_EQ(id.rfind("dev_id_", 0), 0u);
-        EXPECT_NE(id, kServerId);
-        break;
+    if (c.id == kLocal) {
+      EXPECT_EQ(id.size(), 43u);
+      EXPECT_EQ(id.rfind("dev_id_", 0), 0u);
+      EXPECT_NE(id, kServerId);
+    } else {
+      EXPECT_EQ(id, c.id);
     }
     EXPECT_EQ(ReadIni(userConfig, "Net", "suc"), c.sucAfter ? "1" : "<absent>");
     // Only a new id from the server sets the cache aside.
-    EXPECT_EQ(Exists(cache + "-bak"), c.id == kServers);
-    EXPECT_EQ(ReadBytes(c.id == kServers ? cache + "-bak" : cache), "cached events");
+    const bool fromServer = c.id != kLocal && c.id != c.storedId;
+    EXPECT_EQ(Exists(cache + "-bak"), fromServer);
+    EXPECT_EQ(ReadBytes(fromServer ? cache + "-bak" : cache), "cached events");
     for (const auto& r : received) {
       EXPECT_EQ(r.line(), "https POST " + std::string(kTrackingHost) +
                               "/api/tracking/devid application/json {\"xid\":\"ab12\"}\n");
@@ -121,33 +138,6 @@ TEST_F(OnlineEngineTest, DeviceIdIsAskedForUntilTheServerWasReached) {
     if (received.size() == 2) {
       EXPECT_GE(received[1].ms - received[0].ms, 95);
     }
-  }
-}
-
-TEST_F(OnlineEngineTest, OnlyAnIdOfTheUuidShapeIsTaken) {
-  const std::pair<std::string, std::string> cases[] = {
-      {"{\"dev_id\":\"" + kUuid.substr(1) + "\"}", kOldId},        // 35
-      {"{\"dev_id\":\"" + kUuid + "0\"}", kOldId},                 // 37
-      {"{\"dev_id\":\"" + std::string(33, 'a') + "---\"}", kOldId},  // three hyphens
-      {"{\"dev_id\":\"\"}", kOldId},
-      {"{\"devid\":\"" + kUuid + "\"}", kOldId},
-      {"{\"dev_id\": \"" + kUuid + "\"}", kOldId},  // the marker has no blank
-      {"{\"dev_id\":\"" + kUuid, kServerId},         // no closing quote: the rest is the id
-      {"{\"dev_id\":\"----" + std::string(32, 'q') + "\"}", "dev_id_----" + std::string(32, 'q')},
-      // Nothing that could start another INI line or section, nor a NUL that cuts the id.
-      {"{\"dev_id\":\"" + kUuid.substr(0, 34) + "\r\n\"}", kOldId},
-      {"{\"dev_id\":\"" + kUuid.substr(0, 30) + "\n[Net]\"}", kOldId},
-      {"{\"dev_id\":\"" + kUuid.substr(0, 35) + std::string(1, '\0') + "\"}", kOldId},
-  };
-  for (const auto& [body, expected] : cases) {
-    SCOPED_TRACE(body);
-    std::remove(userConfig.c_str());
-    WriteIni(userConfig, "User", "DevID", kOldId);
-    TestServer::Reset({{200, body}});
-    Engine engine = Start();
-    EXPECT_EQ(TestServer::Received().size(), 1u);
-    EXPECT_EQ(ReadIni(userConfig, "User", "DevID"), expected);
-    EXPECT_EQ(ReadIni(userConfig, "Net", "suc"), "1");
   }
 }
 
