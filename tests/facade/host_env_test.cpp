@@ -126,15 +126,16 @@ TEST(DataFolder, CreatedWhenOnlyItsLastLevelIsMissingAndReportedWhenThatFails) {
   TempDir appData;
   const std::string quill = appData.path() + "/QuillBR";
   const std::string deeper = appData.path() + "/missing/QuillBR";
+  const auto inside = [](const std::string& q) {
+    return "folder=" + q + "\nusercfg=" + q + "/usercfg.ini\nmarketing-ini=" + q +
+           "/BackupRecovery.ini\nproduct-id=null\n";
+  };
   const struct {
     std::string appData, expect;
   } cases[] = {
-      {appData.path(), "folder=" + quill + "\nusercfg=" + quill + "/usercfg.ini\nmarketing-ini=" +
-                           quill + "/BackupRecovery.ini\nproduct-id=null\n"},
+      {appData.path(), inside(quill)},
       // A missing folder above is "path not found": nothing is created and nothing is said.
-      {appData.path() + "/missing", "folder=" + deeper + "\nusercfg=" + deeper +
-                                        "/usercfg.ini\nmarketing-ini=" + deeper +
-                                        "/BackupRecovery.ini\nproduct-id=null\n"},
+      {appData.path() + "/missing", inside(deeper)},
       // The kernel refuses new folders in /proc: the failure is printed, usercfg is empty.
       {"/proc", "Failed to CreateDirectory by GetLmAnalyticsPath(), 2folder=/proc/QuillBR\n"
                 "Failed to CreateDirectory by GetUserConfig(), 2usercfg=\n"
