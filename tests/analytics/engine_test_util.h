@@ -1,6 +1,5 @@
 #pragma once
 #include <cstdio>
-#include <cstring>
 #include <memory>
 #include <mutex>
 #include <string>

@@ -119,7 +119,7 @@ TEST(Intake, EventValuesWinAndOnlySetEventIdsStampsTheTimeWhenAbsent) {
             "{\"k\":\"common\",\"l\":0,\"n\":0,\"p\":{\"cd\":-1,\"d\":\"common\"}}\n");
 }
 
-TEST_F(DispatchTest, ReportNowAndTheWorkerFollowTheDispatchTable) {
+TEST_F(DispatchTest, ReportNowAndTheWorkerFollowTheDispatchTableOnceInitialized) {
   const struct {
     std::int32_t dispatch;  // for ReportNow: 0 is cacheOnly true, 1 is false
     bool forceCache, sendEnabled;
@@ -152,6 +152,13 @@ TEST_F(DispatchTest, ReportNowAndTheWorkerFollowTheDispatchTable) {
   auto e = MakeInitialized<RecordingEngine>();
   e->SetCacheAndAddress(dir.File("none") + platform::kPathSep + "c.dat", "");
   EXPECT_FALSE(e->ReportNow(true));
+  // Before initialization nothing leaves, and the pending event is untouched.
+  RecordingEngine idle;
+  idle.SetEventIds(3, 4);
+  EXPECT_FALSE(idle.ReportNow(true) || idle.ReportNow(false) || idle.PostEvent(0));
+  EXPECT_FALSE(idle.hasWorkerThread());
+  EXPECT_EQ(idle.pendingL(), 3);
+  EXPECT_TRUE(idle.calls().empty());
 }
 
 TEST_F(DispatchTest, WorkerWaitsWhileUIsTheFirstCommonKeyAndStopsForGood) {
@@ -226,15 +233,6 @@ TEST_F(DispatchTest, AHostMayExitWhileTheProcessWideWorkerRuns) {
   platform::CloseProcess(child);
   EXPECT_EQ(testing::ReadBytes(report), "quiet");
   EXPECT_GT(testing::ReadBytes(cachePath()).size(), 0u);
-}
-
-TEST(Lifecycle, NothingLeavesBeforeInitialization) {
-  RecordingEngine e;
-  e.SetEventIds(3, 4);
-  EXPECT_FALSE(e.ReportNow(true) || e.ReportNow(false) || e.PostEvent(0));
-  EXPECT_FALSE(e.hasWorkerThread());
-  EXPECT_EQ(e.pendingL(), 3);  // the pending event is untouched
-  EXPECT_TRUE(e.calls().empty());
 }
 
 }  // namespace

@@ -122,34 +122,9 @@ TEST_F(ConfigTest, LoadEndpointsReadsEveryKeyAndNeedsACachePathAndAnAddress) {
   }
 }
 
-// The error code consulted is the engine's own, always 0, so a missing folder is never created.
-TEST_F(ConfigTest, UserConfigIsPlacedInAMissingSharedFolderWithoutCreatingIt) {
-  std::filesystem::remove_all(quillBR);
-  CQuillAnalyze e;
-  EXPECT_TRUE(e.PrepareUserConfig(false));
-  EXPECT_EQ(e.GetLastErrorCode(), 0);
-  EXPECT_FALSE(Exists(quillBR));
-  EXPECT_EQ(std::string(e.GetUserConfigPath()), userConfig);
-  EXPECT_EQ(Recorded("usercfg"), userConfig);
-}
-
-// Once OrAnacfg.ini has been read the engine always has an address (the file's or the built-in
-// one), and that is what a start without a cache path records, not the argument.
-TEST_F(ConfigTest, InitializeRecordsTheCachePathButKeepsTheAddressItHas) {
-  const std::string builtIn = std::string("https://") + kPrimaryCollectHost + "/api/v2/soft/collect";
-  for (const char* inFile : {static_cast<const char*>(nullptr), "https://file/x"}) {
-    std::remove(Beside("OrAnacfg.ini").c_str());
-    if (inFile) WriteIni(Beside("OrAnacfg.ini"), "Analyze", "Address", inFile);
-    CQuillAnalyze e;
-    ASSERT_TRUE(e.Initialize(dir.File("c.dat"), "https://argument/y", false, false, nullptr));
-    const std::string expected = inFile ? inFile : builtIn;
-    EXPECT_EQ(e.collectAddress(), expected);
-    EXPECT_EQ(Recorded("Address"), expected);
-    EXPECT_EQ(Recorded("Cache"), dir.File("c.dat"));
-  }
-}
-
-TEST_F(ConfigTest, UnderAHostUserConfigIsNotRecordedAndItsIdOnlyGoesIntoEvents) {
+// Under a host usercfg.ini is not recorded and its id only goes into events. The error code
+// consulted is the engine's own, always 0, so a missing folder is never created.
+TEST_F(ConfigTest, UserConfigUnderAHostIsNotRecordedAndAMissingSharedFolderIsNotCreated) {
   CQuillAnalyze e;
   e.SetRootPrefix("R:");
   // Nothing stored at the prefixed place, and under a host no id is made.
@@ -163,17 +138,40 @@ TEST_F(ConfigTest, UnderAHostUserConfigIsNotRecordedAndItsIdOnlyGoesIntoEvents) 
   EXPECT_EQ(hosted.deviceId(), "");
   EXPECT_EQ(hosted.commonProperties().at("u").text, "dev_id_host");
   EXPECT_EQ(Recorded("usercfg"), "<absent>");
+
+  std::filesystem::remove_all(quillBR);
+  CQuillAnalyze plain;
+  EXPECT_TRUE(plain.PrepareUserConfig(false));
+  EXPECT_EQ(plain.GetLastErrorCode(), 0);
+  EXPECT_FALSE(Exists(quillBR));
+  EXPECT_EQ(std::string(plain.GetUserConfigPath()), userConfig);
+  EXPECT_EQ(Recorded("usercfg"), userConfig);
 }
 
-TEST_F(ConfigTest, SetCacheAndAddressAndInitializeWithIdFileWriteOnlyWhatIsGiven) {
-  CQuillAnalyze e;
-  EXPECT_TRUE(e.SetCacheAndAddress("", "https://c/x"));
+// The setters write only what is given. Once OrAnacfg.ini has been read the engine always has an
+// address (the file's or the built-in one), and that is what a start without a cache path
+// records, not the argument.
+TEST_F(ConfigTest, StartsRecordOnlyWhatIsGivenAndInitializeKeepsTheAddressItHas) {
+  CQuillAnalyze given;
+  EXPECT_TRUE(given.SetCacheAndAddress("", "https://c/x"));
   EXPECT_EQ(Recorded("Cache") + " " + Recorded("Address"), "<absent> https://c/x");
-  ASSERT_TRUE(e.InitializeWithIdFile(dir.File("c.dat"), dir.File("id.ini"), "", "xid1"));
+  ASSERT_TRUE(given.InitializeWithIdFile(dir.File("c.dat"), dir.File("id.ini"), "", "xid1"));
   EXPECT_EQ(Recorded("Cache") + " " + Recorded("Address"), dir.File("c.dat") + " https://c/x");
-  EXPECT_EQ(e.commonProperties().at("u").text, ReadIni(dir.File("id.ini"), "User", "DevID"));
-  EXPECT_EQ(e.commonDetails().at("xid").text, "xid1");
-  EXPECT_EQ(std::string(e.GetUserConfigPath()), "");  // usercfg.ini is not consulted
+  EXPECT_EQ(given.commonProperties().at("u").text, ReadIni(dir.File("id.ini"), "User", "DevID"));
+  EXPECT_EQ(given.commonDetails().at("xid").text, "xid1");
+  EXPECT_EQ(std::string(given.GetUserConfigPath()), "");  // usercfg.ini is not consulted
+
+  const std::string builtIn = std::string("https://") + kPrimaryCollectHost + "/api/v2/soft/collect";
+  for (const char* inFile : {static_cast<const char*>(nullptr), "https://file/x"}) {
+    std::remove(Beside("OrAnacfg.ini").c_str());
+    if (inFile) WriteIni(Beside("OrAnacfg.ini"), "Analyze", "Address", inFile);
+    CQuillAnalyze e;
+    ASSERT_TRUE(e.Initialize(dir.File("c.dat"), "https://argument/y", false, false, nullptr));
+    const std::string expected = inFile ? inFile : builtIn;
+    EXPECT_EQ(e.collectAddress(), expected);
+    EXPECT_EQ(Recorded("Address"), expected);
+    EXPECT_EQ(Recorded("Cache"), dir.File("c.dat"));
+  }
 }
 
 class HelperPathEngine : public CQuillAnalyze {
@@ -208,17 +206,13 @@ TEST_F(HelperTest, CommandLinesAsTheHelperReceivesThemAndRefusedLaunchesStartNot
                                 "\t-submit\t[\"a\"]\n");
 }
 
-TEST(HelperCommandLine, QuotesThePathAndPutsOneBlankBeforeEachSwitch) {
+// The submit text stops at the line feed, its quotes escaped, and is refused when it cannot fit.
+TEST(HelperCommandLine, QuotesThePathPutsOneBlankBeforeEachSwitchAndEscapesTheSubmitText) {
   const char* helper = "C:\\Program Files\\Orin App\\orinhlp.exe";
   EXPECT_EQ(HelperCommandLine(helper, "-submit_cache"),
             "\"C:\\Program Files\\Orin App\\orinhlp.exe\" -submit_cache");
-  EXPECT_EQ(HelperCommandLine(helper, "-update_cache"),
-            "\"C:\\Program Files\\Orin App\\orinhlp.exe\" -update_cache");
   EXPECT_EQ(SubmitCommandLine(helper, "[{\\\"a\\\":\\\"b c\\\"}]"),
             "\"C:\\Program Files\\Orin App\\orinhlp.exe\" -submit \"[{\\\"a\\\":\\\"b c\\\"}]\"");
-}
-
-TEST(EscapeQuotes, StopsAtTheLineFeedEscapesQuotesAndRefusesWhatCannotFit) {
   const std::pair<std::string, std::string> cases[] = {
       {"{\"a\":\"b\"}\nlater", "{\\\"a\\\":\\\"b\\\"}"},
       {"back\\slash\ttab\rcr", "back\\slash\ttab\rcr"},

@@ -136,17 +136,16 @@ TEST_F(CacheFile, EveryReaderReturnsAppendedEventsInFileOrder) {
   EXPECT_EQ(joined, all);
 }
 
-TEST_F(CacheFile, RecordLargerThanAChunkStopsTheChunkedReadersOnly) {
+// A record larger than a chunk stops the chunked readers only; a chunk whose records all fail to
+// parse adds no array but does not end the read.
+TEST_F(CacheFile, ChunkedReadersStopAtARecordLargerThanAChunkButGoOnPastAChunkThatKeepsNothing) {
   const std::string big = "{\"n\":0,\"big\":\"" + std::string(150000, 'b') + "\"}";
   WriteBytes(path_, RawRecord(big) + RawRecord(EventText(1)));
   EXPECT_TRUE(ChunkNumbers(path_).empty());
   EXPECT_TRUE(TextNumbers().empty());
   ASSERT_TRUE(file_.LoadFile(path_.c_str()));
   EXPECT_EQ(NextBatch(), (Ints{0, 1}));
-}
 
-// A chunk whose records all fail to parse adds no array but does not end the read.
-TEST_F(CacheFile, ChunkedReadGoesOnPastAChunkThatKeepsNothing) {
   std::string bytes;
   const std::string junk = RawRecord(std::string(1000, 'x'));
   while (bytes.size() < static_cast<std::size_t>(record::kChunkSize) + 2 * junk.size()) bytes += junk;
@@ -257,25 +256,6 @@ TEST_F(CacheFile, InterfaceOperationsStopExceptionsAndTakeNothing) {
   EXPECT_EQ(file.recordCount(), 0u);
 }
 
-TEST_F(CacheFile, MissingAndEmptyFiles) {
-  const std::string missing = dir_.File("none.dat"), empty = dir_.File("empty.dat");
-  Json::Value out;
-  std::vector<std::string> texts;
-  EXPECT_FALSE(file_.LoadFile(missing.c_str()));
-  EXPECT_FALSE(file_.ReadAllEvents(missing.c_str(), out));
-  EXPECT_FALSE(file_.ReadRecordTexts(missing.c_str(), texts));
-  EXPECT_TRUE(ChunkNumbers(missing).empty());
-
-  WriteBytes(empty, "");
-  ASSERT_TRUE(file_.LoadFile(empty.c_str()));
-  std::int32_t count = 4;
-  EXPECT_FALSE(file_.ReadNextBatch(out, count));
-  EXPECT_EQ(count, 0);
-  EXPECT_TRUE(file_.CommitConsumed(empty.c_str()));
-  std::int64_t offset = 0;
-  EXPECT_FALSE(file_.ReadChunk(empty.c_str(), texts, offset));
-}
-
 TEST_F(CacheFile, EmptyAndUnparsableRecordsAreTakenButAddNothingAndUserGoesIntoObjects) {
   WriteBytes(path_, RawRecord("{}") + RawRecord("not json") + RawRecord("[]") +
                        RawRecord("{\"n\":1,\"u\":\"old\"}") + RawRecord("{\"n\":2}") +
@@ -315,10 +295,9 @@ TEST_F(CacheFile, EmptyAndUnparsableRecordsAreTakenButAddNothingAndUserGoesIntoO
   count = 100;
   ASSERT_TRUE(file_.ReadNextBatchText(text, count));
   EXPECT_EQ(count, 22);
-  Json::Value sent, strict;
-  Json::CharReaderBuilder::strictMode(&strict);
+  Json::Value sent;
   Json::CharReaderBuilder builder;
-  builder.settings_ = strict;
+  Json::CharReaderBuilder::strictMode(&builder.settings_);
   std::string errors;
   ASSERT_TRUE(std::unique_ptr<Json::CharReader>(builder.newCharReader())
                   ->parse(text.body.data(), text.body.data() + text.body.size(), &sent, &errors))
@@ -349,8 +328,24 @@ TEST_F(CacheFile, PutBackCountsBackTheRecordsGivenAndCommitKeepsExactlyTheUnread
   EXPECT_EQ(NextBatch(), Ints{3});
   EXPECT_TRUE(file_.CommitConsumed(path_.c_str()));
   EXPECT_EQ(ReadBytes(path_), r3 + torn) << "a full delivery leaves the file to the caller";
-  EXPECT_FALSE(file_.LoadFile(dir_.File("gone.dat").c_str()));
+
+  // A missing file fails every reader and empties the loaded records; an empty one loads bare.
+  const std::string missing = dir_.File("gone.dat"), empty = dir_.File("empty.dat");
+  Json::Value out;
+  std::vector<std::string> texts;
+  EXPECT_FALSE(file_.LoadFile(missing.c_str()));
   EXPECT_EQ(file_.recordCount(), 0u);
+  EXPECT_FALSE(file_.ReadAllEvents(missing.c_str(), out));
+  EXPECT_FALSE(file_.ReadRecordTexts(missing.c_str(), texts));
+  EXPECT_TRUE(ChunkNumbers(missing).empty());
+  WriteBytes(empty, "");
+  ASSERT_TRUE(file_.LoadFile(empty.c_str()));
+  std::int32_t count = 4;
+  EXPECT_FALSE(file_.ReadNextBatch(out, count));
+  EXPECT_EQ(count, 0);
+  EXPECT_TRUE(file_.CommitConsumed(empty.c_str()));
+  std::int64_t offset = 0;
+  EXPECT_FALSE(file_.ReadChunk(empty.c_str(), texts, offset));
 }
 
 // Whatever lies behind the damage, the delivery readers stop at it and never move backwards.

@@ -18,10 +18,7 @@
 namespace orin {
 namespace {
 
-using testing::ChildProgram;
-using testing::Exists;
-using testing::ReadBytes;
-using testing::WaitUntil;
+using namespace orin::testing;
 
 // Each lock object holds its own handle, so two threads of one process exclude each other just as
 // two processes do.

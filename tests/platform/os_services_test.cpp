@@ -12,6 +12,7 @@
 #include "platform/process.h"
 #include "platform/text.h"
 #include "platform/thread.h"
+#include "support/Programs.h"
 #include "support/TempDir.h"
 
 namespace orin::platform {
@@ -62,17 +63,11 @@ const std::pair<const char*, Args> kSplits[] = {
     {"\"{\\\"a\\\":\\\"b c\\\"}\"", {"{\"a\":\"b c\"}"}},
 };
 
-std::string ArgDump() {  // built next to this test program
-  char self[1024] = {};
-  const std::string path(self, HostExecutablePath(self, sizeof self));
-  return path.substr(0, path.rfind(kPathSep) + 1) + "orin_argdump" + (kIsWindows ? ".exe" : "");
-}
-
 // Under Windows (and Wine) the child's own C runtime splits the line: the reference for the
 // POSIX splitter. Elsewhere this proves the split arguments reach the child unchanged.
-TEST(Processes, SplitterAndChildAgreeOnAwkwardCommandLines) {
+TEST(Processes, SplitterAndChildAgreeOnAwkwardCommandLinesAndWaitsTimeOut) {
   TempDir dir;
-  const std::string exe = ArgDump();
+  const std::string exe = ProgramFolder() + "orin_argdump" + (kIsWindows ? ".exe" : "");
   const std::string out = dir.File("args.txt");
   for (const auto& c : kSplits) {
     Args expect = {exe, "--dump", out};
@@ -93,13 +88,10 @@ TEST(Processes, SplitterAndChildAgreeOnAwkwardCommandLines) {
   // A quoted program name ends at the next quote, with no escapes.
   EXPECT_EQ(SplitCommandLine("\"C:\\Program Files\\\" x"), (Args{"C:\\Program Files\\", "x"}));
   EXPECT_EQ(SplitCommandLine("\"a\"b c"), (Args{"a", "b", "c"}));
-}
 
-TEST(Processes, StartFailsForAMissingProgramAndWaitsTimeOut) {
-  TempDir dir;
   EXPECT_EQ(StartProcess("\"" + dir.File("no-such-program.exe") + "\" -x"), nullptr);
   const std::string gate = dir.File("gate");
-  ProcessHandle child = StartProcess("\"" + ArgDump() + "\" --wait \"" + gate + "\"");
+  ProcessHandle child = StartProcess("\"" + exe + "\" --wait \"" + gate + "\"");
   ASSERT_NE(child, nullptr);
   EXPECT_FALSE(WaitProcess(child, 0));
   EXPECT_FALSE(WaitProcess(child, 50));
