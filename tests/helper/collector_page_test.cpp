@@ -1,6 +1,6 @@
-// The collector's page (GET / and `orincollect report DB --html FILE`): what clients post is
-// attacker-controlled, so it must reach the page only as text; and a real browser must show the
-// charts and rows of what the real helper delivered.
+// The collector's page (GET / and `orincollect report DB --html FILE`) and its report: what
+// clients post is attacker-controlled, so it must reach the page only as text; and the report and
+// a real browser must show what the real helper delivered.
 #include <cstdlib>
 #include <map>
 #include <set>
@@ -12,15 +12,6 @@ namespace orin::testing {
 namespace {
 
 using CollectorPageTest = HelperTest;
-
-std::string Fetch(const std::string& path, const std::string& body = "", bool get = true) {
-  net::HttpRequestInfo request{"127.0.0.1", path, "content-type:application/json", body, get};
-  net::HttpResponseInfo response;
-  net::ErrorInfo error;
-  EXPECT_TRUE(net::PostRequest(response, request, error) && response.statusCode == 200)
-      << path << ": status " << response.statusCode;
-  return response.body;
-}
 
 TEST_F(CollectorPageTest, PostedMarkupAndScriptAppearOnlyAsText) {
   // Where a client can put a text, the text, and how the page must show it.
@@ -94,33 +85,69 @@ std::vector<std::vector<std::string>> TableRows(const std::string& dom, const st
   return rows;
 }
 
-TEST_F(CollectorPageTest, ChromiumShowsTheChartsAndRowsOfWhatTheHelperDelivered) {
+// What the real helper delivered, as `orincollect report` counts it and as a real browser shows
+// the page: charts, rows and the identity exchanges.
+TEST_F(CollectorPageTest, TheReportAndChromiumShowWhatTheHelperDelivered) {
   if (platform::kIsWindows) GTEST_SKIP() << "the collector and the browser are native";
   ASSERT_EQ(std::system("command -v chromium >/dev/null"), 0) << "no chromium: ./dev installs it";
-  // Three points over two days, each event with a parameter of its own.
-  const struct { int l, n; long long t; const char* day; } posted[] = {
-      {1, 100, 1763856000, "2025-11-23"}, {1, 100, 1763856100, "2025-11-23"},
-      {1, 100, 1763942400, "2025-11-24"}, {2, 200, 1763856200, "2025-11-23"},
-      {2, 200, 1763942500, "2025-11-24"}, {2, 200, 1763942600, "2025-11-24"},
-      {2, 200, 1763942700, "2025-11-24"}, {2, 201, 1763942800, "2025-11-24"},
+  // Three points over two days from two devices, each event with a parameter of its own; one
+  // without a product version ("re").
+  const char* const kShortDevice = "dev_id_a";
+  const struct { int l, n; long long t; const char* day; const char* re; bool shortDevice; } posted[] = {
+      {1, 100, 1763856000, "2025-11-23", "7.3.1.9", false},
+      {1, 100, 1763856100, "2025-11-23", "7.3.1.9", false},
+      {1, 100, 1763942400, "2025-11-24", "7.4.0.1", false},
+      {2, 200, 1763856200, "2025-11-23", nullptr, false},
+      {2, 200, 1763942500, "2025-11-24", "7.3.1.9", true},
+      {2, 200, 1763942600, "2025-11-24", "7.4.0.1", true},
+      {2, 200, 1763942700, "2025-11-24", "7.3.1.9", true},
+      {2, 201, 1763942800, "2025-11-24", "7.3.1.9", false},
   };
   CAnalyticsFile file;
   std::map<std::string, int> perDay, perPoint;
-  std::multiset<std::pair<std::string, std::string>> rows;
+  std::multiset<std::vector<std::string>> rows;  // point, device, version, edition, parameters
   for (int i = 0; i < static_cast<int>(std::size(posted)); ++i) {
-    Json::Value e = Event(posted[i].l, posted[i].n);
-    e["t"] = static_cast<Json::Int64>(posted[i].t);
+    const auto& p = posted[i];
+    Json::Value e = Event(p.l, p.n);
+    e["t"] = static_cast<Json::Int64>(p.t);
+    e.removeMember("re");
+    if (p.re != nullptr) e["re"] = p.re;
+    if (p.shortDevice) e["u"] = kShortDevice;
     e["p"] = Json::objectValue;
     e["p"]["size_gb"] = 40 + i;
     ASSERT_TRUE(file.AppendEvent(cache_.c_str(), e));
-    const std::string point = std::to_string(posted[i].l) + "/" + std::to_string(posted[i].n);
-    ++perDay[posted[i].day];
+    const std::string point = std::to_string(p.l) + "/" + std::to_string(p.n);
+    ++perDay[p.day];
     ++perPoint[point];
-    rows.insert({point, "size_gb = " + std::to_string(40 + i)});
+    rows.insert({point, p.shortDevice ? kShortDevice : "dev_id_00000000\xE2\x80\xA6",
+                 p.re == nullptr ? "" : p.re, "53", "size_gb = " + std::to_string(40 + i)});
   }
   ASSERT_EQ(Run("-submit_cache --batch 3"), 0);
+  // An empty batch stored once under its key, then sent again: counted as a repeat.
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(Send("/api/v2/soft/collect", "[]", false, false,
+                   "content-type:application/json\r\nIdempotency-Key: resent").body,
+              "{\"code\":0}");
+  }
   Fetch("/api/tracking/devid", "{}", false);
   Fetch("/api/v2/soft/vid");
+
+  const std::string report = dir_.File("report.txt"), err = dir_.File("err.txt");
+  const std::string collector = std::string(ORIN_COLLECTOR_PROGRAM) + " report ";
+  const std::string db = std::string(std::getenv("ORIN_TEST_SERVER_DIR")) + "/events.db";
+  ASSERT_EQ(std::system((collector + db + " > " + report).c_str()), 0);
+  const std::string counted = ReadBytes(report);
+  for (const char* line : {"8 events received in 3 batches from 2 devices\n",
+                           "repeated batches acknowledged without storing: 1 (of 4 batch keys kept)\n",
+                           "  1/100       3\n", "  2/200       4\n", "  2/201       1\n",
+                           "  2025-11-23       3\n", "  2025-11-24       5\n",
+                           "  (none)        1\n", "  7.3.1.9       5\n", "  7.4.0.1       2\n",
+                           "per edition\n  v   events\n  53       8\n"}) {
+    EXPECT_NE(counted.find(line), std::string::npos) << "missing: " << line << "in\n" << counted;
+  }
+  // A database that is not there is one line and a failure.
+  EXPECT_NE(std::system((collector + dir_.File("none.db") + " 2> " + err).c_str()), 0);
+  EXPECT_EQ(ReadBytes(err), "orincollect: no database at " + dir_.File("none.db") + "\n");
 
   // The test's output folder keeps what the browser saw.
   const std::string out = "test-results/collector-page";
@@ -144,13 +171,10 @@ TEST_F(CollectorPageTest, ChromiumShowsTheChartsAndRowsOfWhatTheHelperDelivered)
   EXPECT_EQ(dayBars, perDay);
   EXPECT_EQ(pointBars, perPoint);
 
-  std::multiset<std::pair<std::string, std::string>> shown;
+  std::multiset<std::vector<std::string>> shown;
   for (const auto& r : TableRows(dom, "latest")) {
     ASSERT_EQ(r.size(), 6u);
-    EXPECT_EQ(r[2], "dev_id_00000000\xE2\x80\xA6");
-    EXPECT_EQ(r[3], "7.3.1.9");
-    EXPECT_EQ(r[4], "53");
-    shown.insert({r[1], r[5]});
+    shown.insert({r.begin() + 1, r.end()});
   }
   EXPECT_EQ(shown, rows);
   const auto exchanges = TableRows(dom, "exchanges");

@@ -21,21 +21,26 @@ Json::Value CacheEvents(const std::string& path) {
 }
 
 TEST_F(CommandsTest, UpdateCacheGivesTheBackupTheCurrentDeviceIdAndAppendsItToTheLiveCache) {
-  const std::string backup = cache_ + "-bak";
+  const std::string backup = cache_ + "-bak", usercfg = dir_.File("usercfg.ini");
   Fill(backup, 500);
   Fill(cache_, 10, 7);  // the module went on caching after it moved the old cache aside
-  ASSERT_TRUE(platform::WriteProfileString("User", "DevID", kNewId, dir_.File("usercfg.ini").c_str()));
+  // Without a device id to give it, the backup waits and the cache stays as it was.
+  const std::string backupBytes = ReadBytes(backup), cacheBytes = ReadBytes(cache_);
+  for (bool userFile : {false, true}) {
+    SCOPED_TRACE(userFile ? "usercfg.ini without DevID" : "no usercfg.ini");
+    if (userFile) platform::WriteProfileString("User", "Other", "x", usercfg.c_str());
+    EXPECT_EQ(Run("-update_cache"), 2);
+    EXPECT_EQ(ReadBytes(backup), backupBytes);
+    EXPECT_EQ(ReadBytes(cache_), cacheBytes);
+  }
+  ASSERT_TRUE(platform::WriteProfileString("User", "DevID", kNewId, usercfg.c_str()));
 
   ASSERT_EQ(Run("-update_cache"), 0);
   EXPECT_FALSE(Exists(backup));
   const Json::Value events = CacheEvents(cache_);
   ASSERT_EQ(events.size(), 510u);
   for (int i = 0; i < 10; ++i) EXPECT_EQ(events[i], Event(7, i));
-  for (int i = 0; i < 500; ++i) {
-    Json::Value expected = Event(1001, i);
-    expected["u"] = kNewId;
-    ASSERT_EQ(events[10 + i], expected) << i;
-  }
+  for (int i = 0; i < 500; ++i) ASSERT_EQ(events[10 + i], Event(1001, i, kNewId)) << i;
   EXPECT_EQ(Collector::Requests().size(), 0u);
 
   // Nothing left to update: a second run changes nothing.
@@ -52,11 +57,7 @@ TEST_F(CommandsTest, UpdateCacheGivesTheBackupTheCurrentDeviceIdAndAppendsItToTh
   EXPECT_FALSE(Exists(cache_));
   const Json::Value delivered = Collector::Events();
   ASSERT_EQ(delivered.size(), 310u);
-  for (int i = 0; i < 300; ++i) {
-    Json::Value expected = Event(1001, i);
-    expected["u"] = kNewId;
-    ASSERT_EQ(delivered[10 + i], expected) << i;
-  }
+  for (int i = 0; i < 300; ++i) ASSERT_EQ(delivered[10 + i], Event(1001, i, kNewId)) << i;
 
   // A run that ended just before or just after its append leaves its marker, its staged records
   // and the cache without or with them; a backup a scanner holds cannot be removed. Either way
@@ -68,9 +69,7 @@ TEST_F(CommandsTest, UpdateCacheGivesTheBackupTheCurrentDeviceIdAndAppendsItToTh
     Fill(cache_, 3, 7);
     CAnalyticsFile staging;
     for (int i = 0; i < 40; ++i) {
-      Json::Value e = Event(1001, i);
-      e["u"] = kNewId;
-      ASSERT_TRUE(staging.AppendEvent((cache_ + ".update").c_str(), e));
+      ASSERT_TRUE(staging.AppendEvent((cache_ + ".update").c_str(), Event(1001, i, kNewId)));
     }
     const std::string backupBytes = ReadBytes(backup), live = ReadBytes(cache_);
     ASSERT_TRUE(helper::WriteRestampMarker(
@@ -101,20 +100,6 @@ TEST_F(CommandsTest, UpdateCacheGivesTheBackupTheCurrentDeviceIdAndAppendsItToTh
   for (const auto& [point, times] : counts) EXPECT_EQ(times, 1);
 }
 
-TEST_F(CommandsTest, UpdateCacheWithoutADeviceIdKeepsTheBackupAndTheCacheAsTheyWere) {
-  const std::string backup = cache_ + "-bak";
-  Fill(backup, 20);
-  Fill(cache_, 3, 7);
-  const std::string backupBytes = ReadBytes(backup), cacheBytes = ReadBytes(cache_);
-  for (bool userFile : {false, true}) {
-    SCOPED_TRACE(userFile ? "usercfg.ini without DevID" : "no usercfg.ini");
-    if (userFile) platform::WriteProfileString("User", "Other", "x", dir_.File("usercfg.ini").c_str());
-    EXPECT_EQ(Run("-update_cache"), 2);
-    EXPECT_EQ(ReadBytes(backup), backupBytes);
-    EXPECT_EQ(ReadBytes(cache_), cacheBytes);
-  }
-}
-
 // The JSON text as the module passes it: every double quote escaped with a backslash.
 std::string SubmitArgs(const Json::Value& events) {
   std::string text = ToFastText(events), escaped;
@@ -131,22 +116,18 @@ TEST_F(CommandsTest, SubmitPostsTheArrayAndCachesItWhenTheCollectorRefuses) {
   struct Case {
     const char* name;
     const char* stage;
-    const char* address;
     int exitCode;
     bool cached;
     const char* value;
+    const char* address = kCollectUrl;
   } cases[] = {
-      {"delivered", "{}", "https://127.0.0.1/api/v2/soft/collect", 0, false, "plain"},
-      {"delivered, a path ending in a backslash", "{}", "https://127.0.0.1/api/v2/soft/collect", 0,
-       false, "D:\\Backups\\"},
-      {"delivered, a quoted word", "{}", "https://127.0.0.1/api/v2/soft/collect", 0, false,
-       "say \"hi\""},
-      {"delivered, an option in quotes", "{}", "https://127.0.0.1/api/v2/soft/collect", 0, false,
-       "\" --batch 5 \""},
-      {"refused", "{\"fail\":{\"1\":500}}", "https://127.0.0.1/api/v2/soft/collect", 1, true,
-       "D:\\Backups\\"},
-      {"nobody listening", "{}", "https://127.0.0.3/api/v2/soft/collect", 1, true, "plain"},
-      {"unusable address", "{}", "collect.example", 1, true, "say \"hi\""},
+      {"delivered", "{}", 0, false, "plain"},
+      {"delivered, a path ending in a backslash", "{}", 0, false, "D:\\Backups\\"},
+      {"delivered, a quoted word", "{}", 0, false, "say \"hi\""},
+      {"delivered, an option in quotes", "{}", 0, false, "\" --batch 5 \""},
+      {"refused", "{\"fail\":{\"1\":500}}", 1, true, "D:\\Backups\\"},
+      {"nobody listening", "{}", 1, true, "plain", "https://127.0.0.3/api/v2/soft/collect"},
+      {"unusable address", "{}", 1, true, "say \"hi\"", "collect.example"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
@@ -204,20 +185,19 @@ TEST_F(CommandsTest, UnusableCommandLinesAndSettingsAreRefusedWithoutTouchingThe
   struct Case {
     const char* name;
     std::string args;
-    const char* address;
     const char* keptText;  // set aside instead of refused
+    const char* address = kCollectUrl;
   } cases[] = {
-      {"no command", "", "https://127.0.0.1/api/v2/soft/collect", nullptr},
-      {"unknown switch", "-upload", "https://127.0.0.1/api/v2/soft/collect", nullptr},
-      {"two commands", "-submit_cache -update_cache", "https://127.0.0.1/api/v2/soft/collect", nullptr},
-      {"batch of zero", "-submit_cache --batch 0", "https://127.0.0.1/api/v2/soft/collect", nullptr},
-      {"batch not a number", "-submit_cache --batch ten", "https://127.0.0.1/api/v2/soft/collect", nullptr},
-      {"submit without JSON", "-submit", "https://127.0.0.1/api/v2/soft/collect", nullptr},
-      {"submit of a non-array", "-submit \"42\"", "https://127.0.0.1/api/v2/soft/collect", "42"},
-      {"submit of broken JSON", "-submit \"[{\\\"l\\\":\"", "https://127.0.0.1/api/v2/soft/collect",
-       "[{\"l\":"},
-      {"address without scheme", "-submit_cache", "127.0.0.1/api/v2/soft/collect", nullptr},
-      {"address without path", "-submit_cache", "https://127.0.0.1", nullptr},
+      {"no command", "", nullptr},
+      {"unknown switch", "-upload", nullptr},
+      {"two commands", "-submit_cache -update_cache", nullptr},
+      {"batch of zero", "-submit_cache --batch 0", nullptr},
+      {"batch not a number", "-submit_cache --batch ten", nullptr},
+      {"submit without JSON", "-submit", nullptr},
+      {"submit of a non-array", "-submit \"42\"", "42"},
+      {"submit of broken JSON", "-submit \"[{\\\"l\\\":\"", "[{\"l\":"},
+      {"address without scheme", "-submit_cache", nullptr, "127.0.0.1/api/v2/soft/collect"},
+      {"address without path", "-submit_cache", nullptr, "https://127.0.0.1"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);

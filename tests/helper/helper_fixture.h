@@ -19,18 +19,33 @@
 
 namespace orin::testing {
 
+inline const char* const kCollectUrl = "https://127.0.0.1/api/v2/soft/collect";
+
+// One exchange with the collector on 127.0.0.1 (plain HTTP unless `secure`); the caller judges
+// the status.
+inline net::HttpResponseInfo Send(const std::string& path, const std::string& body = "",
+                                  bool get = false, bool secure = false,
+                                  const std::string& headers = "content-type:application/json") {
+  net::HttpResponseInfo response;
+  net::ErrorInfo error;
+  EXPECT_TRUE(net::PostRequest(response, {"127.0.0.1", path, headers, body, get, secure}, error))
+      << path;
+  return response;
+}
+
+// The body of a 200 answer.
+inline std::string Fetch(const std::string& path, const std::string& body = "", bool get = true) {
+  const net::HttpResponseInfo response = Send(path, body, get);
+  EXPECT_EQ(response.statusCode, 200u) << path;
+  return response.body;
+}
+
 // The collector's control and inspection routes (plain HTTP).
 struct Collector {
   static Json::Value Call(const char* path, bool get, const std::string& body = "") {
-    net::HttpRequestInfo request{"127.0.0.1", path, "content-type:application/json", body, get};
-    net::HttpResponseInfo response;
-    net::ErrorInfo error;
+    const std::string text = Fetch(path, body, get);
     Json::Value out;
-    if (!net::PostRequest(response, request, error) || response.statusCode != 200) {
-      ADD_FAILURE() << "collector call " << path << " failed: status " << response.statusCode;
-      return out;
-    }
-    ParseJsonText(response.body.data(), response.body.data() + response.body.size(), out);
+    ParseJsonText(text.data(), text.data() + text.size(), out);
     return out;
   }
   // Forgets everything received; stages {"fail":{"N":status},"delay":{"N":ms}}.
@@ -77,7 +92,7 @@ class HelperTest : public ::testing::Test {
     ASSERT_TRUE(platform::CopyFileOverwriting(built.c_str(), helper().c_str())) << built;
     cache_ = dir_.File("KD_OF.dat");
     WriteIni("Analyze", "Cache", cache_);
-    WriteIni("Analyze", "Address", "https://127.0.0.1/api/v2/soft/collect");
+    WriteIni("Analyze", "Address", kCollectUrl);
     WriteIni("Analyze", "usercfg", dir_.File("usercfg.ini"));
   }
 
@@ -90,11 +105,12 @@ class HelperTest : public ::testing::Test {
     testing::WriteIni(host_ + kSep + file, section, key, value);
   }
 
-  static Json::Value Event(int l, int n) {
+  static Json::Value Event(int l, int n,
+                           const char* device = "dev_id_00000000-0000-4000-8000-000000000001") {
     Json::Value e;
     e["l"] = l;
     e["n"] = n;
-    e["u"] = "dev_id_00000000-0000-4000-8000-000000000001";
+    e["u"] = device;
     e["t"] = 1763900000 + n;
     e["v"] = 53;
     e["re"] = "7.3.1.9";

@@ -20,11 +20,7 @@ TEST_F(IdentityEndpointsTest, AnswersInTheShapesTheModuleReadsAndRecordsWhatItWa
   std::string firstVid;
   for (const Case& c : cases) {
     SCOPED_TRACE(std::string(c.path) + (c.get ? " GET" : " POST"));
-    net::HttpRequestInfo request{"127.0.0.1", c.path, "content-type:application/json", c.body,
-                                 c.get, true};
-    net::HttpResponseInfo response;
-    net::ErrorInfo error;
-    ASSERT_TRUE(net::PostRequest(response, request, error));
+    const net::HttpResponseInfo response = Send(c.path, c.body, c.get, true);
     EXPECT_EQ(response.statusCode, 200u);
     std::string id;
     if (std::string(c.path) == "/api/tracking/devid") {
@@ -40,11 +36,7 @@ TEST_F(IdentityEndpointsTest, AnswersInTheShapesTheModuleReadsAndRecordsWhatItWa
   // The test-only routes answer a loopback Host only: a page elsewhere that makes the browser post
   // to the collector cannot wipe it (curl sends the caller's Host; WinInet adds its own).
   if (!platform::kIsWindows) {
-    net::HttpRequestInfo wipe{"127.0.0.1", "/collector/stage", "Host:collector.example", "{}"};
-    net::HttpResponseInfo response;
-    net::ErrorInfo error;
-    ASSERT_TRUE(net::PostRequest(response, wipe, error));
-    EXPECT_EQ(response.statusCode, 403u);
+    EXPECT_EQ(Send("/collector/stage", "{}", false, false, "Host:collector.example").statusCode, 403u);
   }
   const Json::Value exchanges = Collector::Exchanges();
   ASSERT_EQ(exchanges.size(), 3u);
