@@ -77,9 +77,7 @@ TEST_F(CommandsTest, UpdateCacheGivesTheBackupTheCurrentDeviceIdAndAppendsItToTh
                  Fnv1a64(backupBytes), static_cast<std::int64_t>(live.size())}));
     if (appended) WriteBytes(cache_, live + ReadBytes(cache_ + ".update"));
     ASSERT_EQ(Run("-update_cache"), 0);
-    const auto counts = CountByPoint(CacheEvents(cache_));
-    EXPECT_EQ(counts.size(), 43u);
-    for (const auto& [point, times] : counts) EXPECT_EQ(times, 1);
+    CountEachOnce(CacheEvents(cache_), 43);
     EXPECT_FALSE(Exists(backup) || Exists(marker));
     platform::RemoveFile(cache_.c_str());
   }
@@ -95,9 +93,7 @@ TEST_F(CommandsTest, UpdateCacheGivesTheBackupTheCurrentDeviceIdAndAppendsItToTh
   }
   EXPECT_EQ(Run("-update_cache"), 0);
   EXPECT_FALSE(Exists(backup) || Exists(marker) || Exists(cache_));
-  const auto counts = CountByPoint(Collector::Events());
-  EXPECT_EQ(counts.size(), 43u);
-  for (const auto& [point, times] : counts) EXPECT_EQ(times, 1);
+  CountEachOnce(Collector::Events(), 43);
 }
 
 // The JSON text as the module passes it: every double quote escaped with a backslash.

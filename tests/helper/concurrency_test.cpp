@@ -36,29 +36,22 @@ TEST_F(ConcurrencyTest, TwoHelpersStartedTogetherDeliverEveryEventExactlyOnce) {
     if (midUpload) {
       ASSERT_TRUE(WaitUntil([] { return Collector::Requests().size() >= 2; }));
     }
-    if (mode == Second::kGivesUp) {
-      platform::ProcessHandle second = Start("-submit_cache --batch 100 --lock-wait 1");
+    const bool givesUp = mode == Second::kGivesUp;
+    platform::ProcessHandle second =
+        Start(givesUp ? "-submit_cache --batch 100 --lock-wait 1" : "-submit_cache --batch 100");
+    if (givesUp) {
       EXPECT_TRUE(WaitUntil([second] { return platform::WaitProcess(second, 0); }));
-      EXPECT_EQ(RequestNumber(2)["status"].asInt(), 0) << "the first helper is no longer held";
+    } else if (midUpload) {
+      EXPECT_EQ(ExitCodeOf(platform::StartProcess("\"" + AppendWorker() + "\" \"" + cache_ + "\" 500 7")), 0);
+    }
+    if (midUpload) {
+      EXPECT_EQ(RequestNumber(2)["status"].asInt(), 0) << "it did not wait for the held batch";
       Collector::Release();
-      EXPECT_EQ(Finish(second), 0);
-      EXPECT_EQ(Finish(first), 0);
-    } else {
-      platform::ProcessHandle second = Start("-submit_cache --batch 100");
-      if (midUpload) {
-        EXPECT_EQ(Finish(platform::StartProcess("\"" + AppendWorker() + "\" \"" + cache_ + "\" 500 7")), 0);
-        EXPECT_EQ(RequestNumber(2)["status"].asInt(), 0) << "the append waited for the upload";
-        Collector::Release();
-      }
-      EXPECT_EQ(Finish(first), 0);
-      EXPECT_EQ(Finish(second), 0);
     }
+    EXPECT_EQ(ExitCodeOf(first), 0);
+    EXPECT_EQ(ExitCodeOf(second), 0);
 
-    const auto counts = CountByPoint(Collector::Events());
-    ASSERT_EQ(counts.size(), mode == Second::kMidUpload ? 3500u : 3000u);
-    for (const auto& [point, times] : counts) {
-      ASSERT_EQ(times, 1) << point.first << "/" << point.second;
-    }
+    const auto counts = CountEachOnce(Collector::Events(), mode == Second::kMidUpload ? 3500 : 3000);
     EXPECT_EQ(counts.count({7, 499}), mode == Second::kMidUpload ? 1u : 0u);
     EXPECT_FALSE(Exists(cache_));
   }
@@ -91,7 +84,7 @@ TEST_F(ConcurrencyTest, AHelperKilledAtAnyStepOfADeliveryLeavesEveryEventStoredE
       // A claim left by an earlier run, so that nothing but the count is written before it dies.
       Fill(claimed(), kEvents);
       WriteBytes(cache_ + ".claim", "a-killed-run\n");
-      EXPECT_NE(Finish(platform::StartProcess("/bin/sh -c \"ulimit -f 0; exec '" + helper() +
+      EXPECT_NE(ExitCodeOf(platform::StartProcess("/bin/sh -c \"ulimit -f 0; exec '" + helper() +
                                               "' -submit_cache --batch 100\"")),
                 0);
       ASSERT_EQ(Collector::Requests().size(), 1u);
@@ -112,16 +105,14 @@ TEST_F(ConcurrencyTest, AHelperKilledAtAnyStepOfADeliveryLeavesEveryEventStoredE
         }));
       }
       ASSERT_TRUE(platform::KillProcess(helper));
-      Finish(helper);
+      ExitCodeOf(helper);
       Collector::Release();
       ASSERT_TRUE(WaitUntil([k] { return RequestNumber(k)["status"].asInt() != 0; }));
     }
 
     const Json::ArrayIndex firstOfNextRun = Collector::Requests().size();
     ASSERT_EQ(Run("-submit_cache --batch 100"), 0);
-    const auto counts = CountByPoint(Collector::Events());
-    ASSERT_EQ(counts.size(), static_cast<std::size_t>(kEvents));
-    for (const auto& [point, times] : counts) EXPECT_EQ(times, 1) << point.second;
+    CountEachOnce(Collector::Events(), kEvents);
     const Json::Value requests = Collector::Requests();
     int repeats = 0;
     for (const Json::Value& r : requests) repeats += r["repeat"].asBool() ? 1 : 0;
@@ -188,9 +179,7 @@ TEST_F(ConcurrencyTest, TheNextRunFinishesWhatAKilledHelperLeftOnDisk) {
     }
     const int expected = (c.claimedFile ? 500 - c.firstDelivered : 0) + c.live;
     const auto deliveredOnce = [&] {
-      const auto counts = CountByPoint(Collector::Events());
-      ASSERT_EQ(counts.size(), static_cast<std::size_t>(expected));
-      for (const auto& [point, times] : counts) EXPECT_EQ(times, 1);
+      const auto counts = CountEachOnce(Collector::Events(), expected);
       if (c.claimedFile && c.firstDelivered < 500) {
         EXPECT_EQ(counts.count({1001, c.firstDelivered}), 1u);
         if (c.firstDelivered > 0) {

@@ -92,7 +92,7 @@ TEST_F(DeliveryTest, AnUnacknowledgedThirdBatchKeepsItAndTheRestClaimedByteForBy
       Fill(cache_, 50, 7);
       appended = ReadBytes(cache_);
       Collector::Release();
-      EXPECT_EQ(Finish(helper), 1);
+      EXPECT_EQ(ExitCodeOf(helper), 1);
     } else {
       EXPECT_EQ(Run(args), 1);
     }
@@ -121,8 +121,7 @@ TEST_F(DeliveryTest, AnUnacknowledgedThirdBatchKeepsItAndTheRestClaimedByteForBy
         platform::RemoveFile(claimed().c_str());
         continue;
       }
-      const auto counts = CountByPoint(Collector::Events());
-      EXPECT_EQ(counts.size(), static_cast<std::size_t>(kEvents - 3 * kBatch));
+      CountEachOnce(Collector::Events(), kEvents - 3 * kBatch);
       Json::Value aside;
       CAnalyticsFile().ReadAllEvents(quarantine.c_str(), aside);
       ASSERT_EQ(aside.size(), static_cast<Json::ArrayIndex>(kBatch));
@@ -186,8 +185,7 @@ TEST_F(DeliveryTest, DamageLosesOnlyItselfAndItsBytesAreKeptBesideTheCache) {
     ASSERT_EQ(Run("-submit_cache --batch 40"), 0);
     // Damage found part-way sends nothing twice: delivery goes on from the same count.
     EXPECT_EQ(Collector::Requests().size(), 5u);
-    const auto counts = CountByPoint(Collector::Events());
-    EXPECT_EQ(counts.size(), 200u - c.lost);
+    const auto counts = CountEachOnce(Collector::Events(), 200u - c.lost);
     for (int n = 0; n < 100; ++n) {
       EXPECT_EQ(counts.count({1001, n}), n == 2 && c.lost > 0 ? 0u : 1u) << n;
       EXPECT_EQ(counts.count({1002, n}), 1u) << n;

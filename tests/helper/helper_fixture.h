@@ -67,10 +67,17 @@ struct Collector {
   static Json::Value Exchanges() { return Call("/collector/exchanges", true); }
 };
 
-// How often each (l, n) pair arrived.
-inline std::map<std::pair<int, int>, int> CountByPoint(const Json::Value& events) {
+// Which (l, n) pairs arrived: `distinct` of them, and each once.
+inline std::map<std::pair<int, int>, int> CountEachOnce(const Json::Value& events,
+                                                        std::size_t distinct) {
   std::map<std::pair<int, int>, int> counts;
   for (const Json::Value& e : events) ++counts[{e["l"].asInt(), e["n"].asInt()}];
+  EXPECT_EQ(counts.size(), distinct);
+  for (const auto& [point, times] : counts) {
+    if (times == 1) continue;
+    ADD_FAILURE() << point.first << "/" << point.second << " arrived " << times << " times";
+    break;
+  }
   return counts;
 }
 
@@ -137,9 +144,7 @@ class HelperTest : public ::testing::Test {
     return nullptr;
   }
 
-  static int Finish(platform::ProcessHandle process) { return ExitCodeOf(process); }
-
-  int Run(const std::string& args) { return Finish(Start(args)); }
+  int Run(const std::string& args) { return ExitCodeOf(Start(args)); }
 
   // Byte offset of record `index` in a cache file's bytes.
   static std::size_t OffsetOfRecord(const std::string& bytes, int index) {
