@@ -140,34 +140,34 @@ TEST_F(CommandsTest, SubmitPostsTheArrayAndCachesItWhenTheCollectorRefuses) {
   }
 }
 
-TEST_F(CommandsTest, NothingToSendIsSuccessAndSendsNothing) {
-  EXPECT_EQ(Run(SubmitArgs(Json::Value(Json::arrayValue))), 0);
-  EXPECT_FALSE(Exists(cache_));
-  EXPECT_EQ(Run("-submit_cache"), 0);  // no cache file
-  WriteBytes(cache_, "");
-  EXPECT_EQ(Run("-submit_cache"), 0);
-  EXPECT_EQ(Collector::Requests().size(), 0u);
-}
-
-TEST_F(CommandsTest, WithTheUserExperienceSwitchedOffNothingIsSentOrChanged) {
+// Nothing to send, or the user experience switched off: success, and nothing sent or changed.
+TEST_F(CommandsTest, NothingToSendOrTheUserExperienceSwitchedOffSendsAndChangesNothing) {
+  const Json::Value none(Json::arrayValue);
   Json::Value one(Json::arrayValue);
   one.append(Event(1001, 1));
-  for (const char* value : {"0", "2"}) {
-    SCOPED_TRACE(std::string("ExperienceValue=") + value);
-    WriteIni("UserExperience", "ExperienceValue", value, "other.ini");
-    Fill(cache_, 100);
+  const struct {
+    const char* experience;
+    int cached;  // events in the cache; -1: no cache file
+    const Json::Value& submitted;
+  } cases[] = {{"1", -1, none}, {"1", 0, none}, {"0", 100, one}, {"2", 100, one}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::string("ExperienceValue=") + c.experience + ", " +
+                 std::to_string(c.cached) + " cached");
+    WriteIni("UserExperience", "ExperienceValue", c.experience, "other.ini");
+    platform::RemoveFile(cache_.c_str());
+    if (c.cached >= 0) WriteBytes(cache_, "");
+    Fill(cache_, c.cached);
     const std::string before = ReadBytes(cache_);
-    for (const std::string& args : {std::string("-submit_cache"), SubmitArgs(one)}) {
+    for (const std::string& args : {std::string("-submit_cache"), SubmitArgs(c.submitted)}) {
       SCOPED_TRACE(args);
       EXPECT_EQ(Run(args), 0);
       EXPECT_EQ(Collector::Requests().size(), 0u);
       EXPECT_EQ(ReadBytes(cache_), before);
+      EXPECT_TRUE(c.cached >= 0 || !Exists(cache_));
     }
-    platform::RemoveFile(cache_.c_str());
   }
   // Switched back on, the same cache goes out.
   WriteIni("UserExperience", "ExperienceValue", "1", "other.ini");
-  Fill(cache_, 100);
   EXPECT_EQ(Run("-submit_cache"), 0);
   EXPECT_EQ(Collector::Events().size(), 100u);
 }

@@ -6,6 +6,7 @@
 
 #include "platform/os.h"
 #include "platform/process.h"
+#include "support/HostFiles.h"
 
 namespace orin::testing {
 
@@ -34,14 +35,8 @@ class PinnedFile {
 
  private:
   bool Chattr(const char* flag) {
-    platform::ProcessHandle p =
-        platform::StartProcess(std::string("/usr/bin/chattr ") + flag + " \"" + path_ + "\"");
-    if (p == nullptr) return false;
-    platform::WaitProcess(p, 0xFFFFFFFFu);
-    std::uint32_t code = 1;
-    platform::ProcessExitCode(p, code);
-    platform::CloseProcess(p);
-    return code == 0;
+    return ExitCodeOf(platform::StartProcess(std::string("/usr/bin/chattr ") + flag + " \"" +
+                                             path_ + "\"")) == 0;
   }
 
   std::string path_;
