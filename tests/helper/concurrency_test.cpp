@@ -96,14 +96,12 @@ TEST_F(ConcurrencyTest, AHelperKilledAtAnyStepOfADeliveryLeavesEveryEventStoredE
       Fill(cache_, kEvents);
       platform::ProcessHandle helper = Start("-submit_cache --batch 100");
       ASSERT_NE(helper, nullptr);
-      if (c.step == Step::kHeld) {
-        ASSERT_TRUE(WaitUntil(
-            [k] { return Collector::Requests().size() >= static_cast<Json::ArrayIndex>(k); }));
-      } else {
-        ASSERT_TRUE(WaitUntil([k] {
-          return Collector::Events().size() >= static_cast<Json::ArrayIndex>(k * kBatch);
-        }));
-      }
+      // Held: batch k has reached the collector, and been stored if its answer is what waits.
+      const bool stored = c.step == Step::kStoredAnswerHeld;
+      ASSERT_TRUE(WaitUntil([k, stored] {
+        return stored ? Collector::Events().size() >= static_cast<Json::ArrayIndex>(k * kBatch)
+                      : Collector::Requests().size() >= static_cast<Json::ArrayIndex>(k);
+      }));
       ASSERT_TRUE(platform::KillProcess(helper));
       ExitCodeOf(helper);
       Collector::Release();
