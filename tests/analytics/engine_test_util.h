@@ -1,7 +1,9 @@
 #pragma once
+#include <atomic>
 #include <cstdio>
 #include <memory>
 #include <mutex>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -15,10 +17,12 @@
 namespace orin::testing {
 
 // Records the helper launches instead of starting them; stores really happen and are recorded.
+// A store throws while `throwsLeft` is above 0, standing for anything that can throw inside.
 class RecordingEngine : public CQuillAnalyze {
  public:
   ~RecordingEngine() override { StopWorker(); }
   bool StoreEvent(const EventRecord& record) override {
+    if (throwsLeft-- > 0) throw std::runtime_error("store failed");
     const bool stored = CQuillAnalyze::StoreEvent(record);
     Add("store", ToFastText(BuildEventJson(record)));
     return stored;
@@ -37,6 +41,7 @@ class RecordingEngine : public CQuillAnalyze {
     std::lock_guard<std::mutex> guard(lock_);
     return texts_.at(call);
   }
+  std::atomic<int> throwsLeft{0};
 
  private:
   bool Add(const char* name, std::string text) {
