@@ -91,9 +91,10 @@ const std::string& ReadBackFile() {
 }
 
 // The delivery cycle's reading side (load, then take batches the size of one upload until done),
-// beside its floor: JsonCpp parsing the same texts, already in memory and in the clear. Every
-// round runs both, in turns which goes first, and the figure carries its floor and the ratio from
-// the same rounds, so a neighbour's load on a shared machine weighs on both alike.
+// beside two floors: JsonCpp parsing the same texts, already in memory and in the clear, one by
+// one and dropped ("ratio"), and the same into arrays of one batch each ("ratio_same_batches"):
+// the gap between the two is what JsonCpp's arrays and holding a batch cost. Every round runs all
+// three, in turns which goes first, so a neighbour's load on a shared machine weighs on all alike.
 constexpr std::int32_t kBatch = 100;
 
 void BM_ReadBack_100k(benchmark::State& state) {
@@ -101,13 +102,17 @@ void BM_ReadBack_100k(benchmark::State& state) {
   std::vector<std::string> texts;
   for (int i = 0; i < kReadBackEvents; ++i) texts.push_back(orin::ToFastText(orin::TypicalEvent(i)));
   orin::CAnalyticsFile file;
+  const auto parse = [](const std::string& t, Json::Value& v) {
+    benchmark::DoNotOptimize(orin::ParseJsonText(t.data(), t.data() + t.size(), v));
+  };
   using Clock = std::chrono::steady_clock;
-  double readSeconds = 0, floorSeconds = 0;
-  bool readFirst = true;
+  double seconds[3] = {0, 0, 0};  // read-back, parsed and dropped, parsed into batches
+  int round = 0;
   for (auto _ : state) {
-    for (int turn = 0; turn < 2; ++turn) {
+    for (int turn = 0; turn < 3; ++turn) {
+      const int which = (turn + round) % 3;
       const auto start = Clock::now();
-      if ((turn == 0) == readFirst) {
+      if (which == 0) {
         file.LoadFile(path.c_str());
         std::int64_t events = 0;
         for (;;) {
@@ -118,23 +123,31 @@ void BM_ReadBack_100k(benchmark::State& state) {
           benchmark::DoNotOptimize(batch);
         }
         if (events != kReadBackEvents) state.SkipWithError("short read");
-        const double took = std::chrono::duration<double>(Clock::now() - start).count();
-        readSeconds += took;
-        state.SetIterationTime(took);
-      } else {
+      } else if (which == 1) {
         for (const std::string& t : texts) {
           Json::Value v;
-          benchmark::DoNotOptimize(orin::ParseJsonText(t.data(), t.data() + t.size(), v));
+          parse(t, v);
         }
-        floorSeconds += std::chrono::duration<double>(Clock::now() - start).count();
+      } else {
+        for (std::size_t first = 0; first < texts.size(); first += kBatch) {
+          Json::Value batch(Json::arrayValue);
+          for (std::size_t i = first; i < first + kBatch && i < texts.size(); ++i) {
+            parse(texts[i], batch.append(Json::Value()));
+          }
+          benchmark::DoNotOptimize(batch);
+        }
       }
+      const double took = std::chrono::duration<double>(Clock::now() - start).count();
+      seconds[which] += took;
+      if (which == 0) state.SetIterationTime(took);
     }
-    readFirst = !readFirst;
+    ++round;
   }
   const double events = static_cast<double>(state.iterations()) * kReadBackEvents;
   state.SetItemsProcessed(static_cast<std::int64_t>(events));
-  state.counters["floor_items_per_second"] = events / floorSeconds;
-  state.counters["ratio"] = floorSeconds / readSeconds;
+  state.counters["floor_items_per_second"] = events / seconds[1];
+  state.counters["ratio"] = seconds[1] / seconds[0];
+  state.counters["ratio_same_batches"] = seconds[2] / seconds[0];
 }
 BENCHMARK(BM_ReadBack_100k)->UseManualTime()->Unit(benchmark::kMillisecond);
 

@@ -67,6 +67,8 @@ def main(path):
             target = TARGETS.get(base)
             verdict = "" if target is None else f"{target:7.0%} {'met' if ratio >= target else 'MISSED'}"
             print(f"{name:28} {human(r):>10} {'items/s':<7} {human(fr):>12} {ratio:7.0%} {verdict}")
+            if "ratio_same_batches" in b:
+                print(f"{'  same batches as floor':28} {'':>18} {'':>12} {b['ratio_same_batches']:7.0%}")
             continue
         floor_name = name.replace("/", "_Floor/", 1) if "/" in name else name + "_Floor"
         floor = runs.get(floor_name)

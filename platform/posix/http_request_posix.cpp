@@ -291,6 +291,8 @@ bool Configure(CURL* c, const Hop& hop, const HttpRequestInfo& request, curl_sli
   if (timeoutMs > 0) set(lib.easy_setopt(c, CURLOPT_TIMEOUT_MS, timeoutMs));
   set(lib.easy_setopt(c, CURLOPT_FORBID_REUSE, 1L));
   set(lib.easy_setopt(c, CURLOPT_FRESH_CONNECT, 1L));
+  // Every call opens a fresh TLS session on a handle it then drops: a kept session is pure cost.
+  set(lib.easy_setopt(c, CURLOPT_SSL_SESSIONID_CACHE, 0L));
   // Redirects are followed here, hop by hop, by WinInet's rules.
   set(lib.easy_setopt(c, CURLOPT_FOLLOWLOCATION, 0L));
 
