@@ -138,6 +138,15 @@ TEST_F(CommandsTest, SubmitPostsTheArrayAndCachesItWhenTheCollectorRefuses) {
     EXPECT_EQ(CacheEvents(cache_), c.cached ? events : Json::Value());
     EXPECT_EQ(Collector::Events(), c.cached ? Json::Value(Json::arrayValue) : events);
   }
+  // The same events submitted twice are two batches to the collector, not one sent again.
+  Collector::Stage();
+  platform::RemoveFile(cache_.c_str());
+  WriteIni("Analyze", "Address", kCollectUrl);
+  Json::Value once(Json::arrayValue);
+  once.append(Event(1001, 3));
+  EXPECT_EQ(Run(SubmitArgs(once)), 0);
+  EXPECT_EQ(Run(SubmitArgs(once)), 0);
+  EXPECT_EQ(Collector::Events().size(), 2u);
 }
 
 // Nothing to send, or the user experience switched off: success, and nothing sent or changed.
