@@ -18,7 +18,9 @@ void JoinRecordTexts(const std::vector<std::string>& texts, BatchText& out) {
     Json::Value parsed;
     if (objectEnd == nullptr || out.events == 0) {
       // The batch reading drops what does not parse and null, {} and [].
-      if (!ParseJsonText(begin, end, parsed)) {
+      // Bytes after the value are a length that grew over other records: damage, not an event.
+      if (!ParseJsonText(begin, end, parsed) ||
+          (objectEnd == nullptr && !IsWholeJsonText(begin, end))) {
         ++out.unparsed;
         continue;
       }

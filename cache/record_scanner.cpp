@@ -1,7 +1,5 @@
 #include "cache/record_scanner.h"
 
-#include <json/value.h>
-
 #include "cache/CMyEncrypt.h"
 #include "cache/record_format.h"
 #include "common/json_scan.h"
@@ -14,10 +12,9 @@ namespace {
 constexpr std::int32_t kMinSignedLength = record::kHeaderSize + 2;
 
 bool Parses(const std::string& text) {
-  // What the strict scan passes parses; a tree is built only for the rest.
+  // What the strict scan passes is whole; a tree is built only for the rest.
   if (PlainJsonObjectEnd(text.data(), text.data() + text.size()) != nullptr) return true;
-  Json::Value value;
-  return ParseJsonText(text.data(), text.data() + text.size(), value);
+  return IsWholeJsonText(text.data(), text.data() + text.size());
 }
 
 std::string Payload(CMyEncrypt& cipher, const char* data, std::int64_t offset,

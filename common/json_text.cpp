@@ -4,6 +4,8 @@
 #include <exception>
 #include <mutex>
 
+#include <memory>
+
 #include <json/reader.h>
 #include <json/writer.h>
 
@@ -130,6 +132,22 @@ bool ParseJsonText(const char* begin, const char* end, Json::Value& out) {
     return reader.parse(begin, end, out, /*collectComments=*/true);
   } catch (const std::exception&) {
     out = Json::Value();
+    return false;
+  }
+}
+
+bool IsWholeJsonText(const char* begin, const char* end) {
+  Json::Value value;
+  if (!ParseJsonText(begin, end, value)) return false;
+  try {
+    // The reader above in all but where it stops.
+    Json::CharReaderBuilder builder;
+    builder["failIfExtra"] = true;
+    builder["allowTrailingCommas"] = false;
+    builder["skipBom"] = false;
+    const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+    return reader->parse(begin, end, &value, nullptr);
+  } catch (const std::exception&) {
     return false;
   }
 }

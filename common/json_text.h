@@ -18,4 +18,9 @@ void AppendFastText(const Json::Value& value, std::string& out);
 // Json::Reader with comments collected; false when the text does not parse.
 bool ParseJsonText(const char* begin, const char* end, Json::Value& out);
 
+// True when [begin, end) parses as above and holds nothing after its value but whitespace. The reader above
+// stops after the first value, so it also takes a record whose length field grew over the
+// records after it; this is how such a record is told from a whole one.
+bool IsWholeJsonText(const char* begin, const char* end);
+
 }  // namespace orin

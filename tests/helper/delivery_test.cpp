@@ -154,6 +154,10 @@ TEST_F(DeliveryTest, DamageLosesOnlyItselfAndItsBytesAreKeptBesideTheCache) {
   const std::size_t third = OffsetOfRecord(first, 2), fourth = OffsetOfRecord(first, 3);
   std::string scrambled = first;
   for (std::size_t i = third + 4; i < fourth; ++i) scrambled[i] = static_cast<char>(scrambled[i] ^ 0x5A);
+  // Record 2's length grown to the end of the file: every length still fits, and its text parses,
+  // with the other records' bytes after it.
+  std::string grown = first;
+  record::WriteLength(grown.data() + third, static_cast<std::int32_t>(first.size() + second.size() - third));
   const std::string zeros(8, '\0'), garbage = "\x7f\x01\x00\x00{garbage\n\x30\x00";
   const std::string torn = second.substr(0, 30);
   const std::string noJsonFile = dir_.File("no-json.dat");
@@ -171,6 +175,7 @@ TEST_F(DeliveryTest, DamageLosesOnlyItselfAndItsBytesAreKeptBesideTheCache) {
        scrambled.substr(third, fourth - third) + garbage, 1},
       {"8 zero bytes in the backup, -update_cache", first + zeros + second, zeros, 0, true},
       {"a whole record whose text is no JSON", first + noJson + second, noJson, 0},
+      {"a length grown over the next records", grown + second, grown.substr(third, fourth - third), 1},
   };
   ASSERT_TRUE(platform::WriteProfileString("User", "DevID", "dev_id_new", dir_.File("usercfg.ini").c_str()));
   for (const Case& c : cases) {
