@@ -96,7 +96,7 @@ std::vector<std::string> Bodies() {
 }
 
 // Every batch of a full cache, already serialised, posted one after another; with keys shaped
-// like the helper's (claim id, first record, device) or without any.
+// like the helper's (claim id, first record, body hash) or without any.
 bool PostBodies(const std::vector<std::string>& bodies, bool secure, bool keyed) {
   for (std::size_t i = 0; i < bodies.size(); ++i) {
     const std::string key =

@@ -12,7 +12,6 @@ namespace orin {
 struct BatchText {
   std::string body;          // "[...]\n"; empty when nothing is kept
   Json::ArrayIndex events = 0;
-  Json::Value first;         // the first kept event, parsed; null when none is kept
   Json::ArrayIndex unparsed = 0;  // records left out: their text does not parse, or holds more
 };
 

@@ -9,14 +9,10 @@
 namespace orin::helper {
 
 std::string CachedBatchKey(const std::string& claimId, std::int32_t firstRecord,
-                           const Json::Value& firstEvent) {
+                           const std::string& body) {
   if (claimId.empty()) return {};
-  std::string device;
-  if (firstEvent.isObject() && firstEvent["u"].isString()) device = firstEvent["u"].asString();
-  // The device id is whatever the ini held when the event was made; hashed, so any text it holds
-  // makes a valid header value.
   char tail[48];
-  std::snprintf(tail, sizeof tail, "-%" PRId32 "-%016" PRIx64, firstRecord, Fnv1a64(device));
+  std::snprintf(tail, sizeof tail, "-%" PRId32 "-%016" PRIx64, firstRecord, WordHash64(body));
   return claimId + tail;
 }
 

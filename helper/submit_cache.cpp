@@ -43,7 +43,7 @@ bool Take(CAnalyticsFile& file, const std::string& claim, std::int32_t size, Bat
   out.count = size;
   // Records that no longer parse count as taken and are dropped; nothing to post for them.
   if (!file.ReadNextBatchText(out.text, out.count)) return false;
-  out.key = CachedBatchKey(claim, first, out.text.first);
+  out.key = CachedBatchKey(claim, first, out.text.body);
   return true;
 }
 
