@@ -18,7 +18,9 @@ Result SubmitEvents(const Settings& settings, const std::string& json, const Rep
 // -update_cache: moves the events of the "-bak" file into the live cache, each with the current
 // device id as "u", then removes the backup.
 Result UpdateCache(const Settings& settings, const Report& report);
-// Its work without the helper lock, for a caller that holds it already.
-Result RestampBackup(const Settings& settings, const Report& report);
+// Its work without the helper lock, for a caller that holds it already. mayClaim turns false when
+// the live cache must not be claimed in this run: it holds the backup's events, and neither the
+// marker nor the backup's removal could record that.
+Result RestampBackup(const Settings& settings, const Report& report, bool& mayClaim);
 
 }  // namespace orin::helper

@@ -168,18 +168,19 @@ bool ClaimProgress::Settle() {
   return alike_;
 }
 
-bool ClaimCache(const InflightFiles& files) {
+Claim ClaimCache(const InflightFiles& files) {
   CacheFileLock lock;
   lock.Lock();
   // An unfinished claim comes first; moving over it would lose it.
-  if (FileExists(files.claimed) || FileSize(files.cache) <= 0) return false;
+  if (FileExists(files.claimed) || FileSize(files.cache) <= 0) return Claim::kNothing;
   // The id is in place before the claimed file appears, so a count left from an earlier claim
   // (one that could not be removed, say) never applies to this one.
-  if (!WriteClaimId(files, NewClaimId())) return false;
+  if (!WriteClaimId(files, NewClaimId())) return Claim::kFailed;
   platform::RemoveFile(files.progress.c_str());
   // The records go as they are: renaming them makes them no more and no less durable, and what
   // the module appended reaches the disk as it would have under the old name.
-  return platform::RenameDurably(files.cache.c_str(), files.claimed.c_str());
+  return platform::RenameDurably(files.cache.c_str(), files.claimed.c_str()) ? Claim::kClaimed
+                                                                             : Claim::kFailed;
 }
 
 bool RemoveDeliveredClaim(const InflightFiles& files) {

@@ -76,8 +76,10 @@ class ClaimProgress {
 };
 
 // Under the cache lock: moves a non-empty live cache to the claimed name under a new claim id.
-// False when there is nothing to claim or the move failed (the live cache then stays as it was).
-bool ClaimCache(const InflightFiles& files);
+// kNothing when there is no live cache to claim (or a claim waits); kFailed when its id or the
+// move could not be written (a full disk, say): the live cache then stays as it was.
+enum class Claim { kClaimed, kNothing, kFailed };
+Claim ClaimCache(const InflightFiles& files);
 
 // Removes the claimed file once everything in it is delivered, then its count and id. False when
 // it cannot be removed: the count, which says all is delivered, then stays with it, so it is

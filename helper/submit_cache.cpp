@@ -187,18 +187,25 @@ Result SubmitCache(const Settings& settings, std::int32_t batch, const Report& r
   Result ended;
   if (!TakeHelperLock(lock, settings.lockWaitMs, report, ended)) return ended;
   // A backup the module moved aside goes out in this run too, under the current device id.
-  const Result restamped = RestampBackup(settings, report);
-  if (restamped.code != 0) report.Note(restamped.reason);
+  bool mayClaim = true;
+  const Result restamped = RestampBackup(settings, report, mayClaim);
+  if (restamped.code != 0) {
+    if (!mayClaim) return restamped;
+    report.Note(restamped.reason);
+  }
 
   const InflightFiles files(settings.cachePath);
   Delivered total;
   for (int round = 0; round < kMaxRounds; ++round) {
     if (FileExists(files.claimed)) {
       report.Note("delivering " + files.claimed);
-    } else if (ClaimCache(files)) {
-      report.Note("claimed " + files.cache);
     } else {
-      break;
+      const Claim claim = ClaimCache(files);
+      if (claim == Claim::kNothing) break;
+      if (claim == Claim::kFailed) {
+        return Result::Fail(kLocalFiles, "cannot claim " + files.cache + " (kept as it is)");
+      }
+      report.Note("claimed " + files.cache);
     }
     const Result result =
         DeliverClaimed(Run{files, endpoint, batch, settings.requestDeadlineMs, report, total});

@@ -22,9 +22,11 @@ namespace orin::helper {
 namespace {
 
 // Stages the backup's events under `user`, then appends them to the live cache in one durable
-// write, with the marker saying so around it.
+// write, with the marker saying so around it. `settled` turns false when the append is done but
+// the marker could not say so: it still says "appending", which the next run can only check
+// against the live cache as it is now.
 Result AppendRestamped(const Settings& settings, const std::string& backupBytes,
-                       const std::string& user, std::int64_t& events) {
+                       const std::string& user, std::int64_t& events, bool& settled) {
   const std::string backup = settings.cachePath + "-bak";
   const std::string staging = settings.cachePath + ".update";
   const std::string markerPath = settings.cachePath + ".updated";
@@ -68,9 +70,7 @@ Result AppendRestamped(const Settings& settings, const std::string& backupBytes,
     return Result::Fail(kLocalFiles, "cannot append to " + settings.cachePath + "; backup kept");
   }
   marker.state = RestampMarker::kAppended;
-  if (!WriteRestampMarker(markerPath, marker)) {
-    return Result::Fail(kLocalFiles, "cannot write " + markerPath + "; backup kept for the next run");
-  }
+  settled = WriteRestampMarker(markerPath, marker);
   return Result::Ok();
 }
 
@@ -81,10 +81,11 @@ Result UpdateCache(const Settings& settings, const Report& report) {
   HelperLock lock;
   Result ended;
   if (!TakeHelperLock(lock, settings.lockWaitMs, report, ended)) return ended;
-  return RestampBackup(settings, report);
+  bool mayClaim = true;
+  return RestampBackup(settings, report, mayClaim);
 }
 
-Result RestampBackup(const Settings& settings, const Report& report) {
+Result RestampBackup(const Settings& settings, const Report& report, bool& mayClaim) {
   const std::string backup = settings.cachePath + "-bak";
   const std::string staging = settings.cachePath + ".update";
   const std::string markerPath = settings.cachePath + ".updated";
@@ -120,13 +121,20 @@ Result RestampBackup(const Settings& settings, const Report& report) {
   }
 
   std::int64_t events = 0;
+  bool settled = true;
   if (marker.state == RestampMarker::kAppended) {
     report.Note("the events of " + backup + " are in the cache already");
   } else {
-    const Result appended = AppendRestamped(settings, backupBytes, user, events);
+    const Result appended = AppendRestamped(settings, backupBytes, user, events, settled);
     if (appended.code != 0) return appended;
   }
   if (!platform::RemoveFile(backup.c_str())) {
+    if (!settled) {
+      // Claimed now, the live cache would no longer show the next run that the append happened.
+      mayClaim = false;
+      return Result::Fail(kLocalFiles, "cannot write " + markerPath + " nor remove " + backup +
+                                           "; the cache is not delivered until a run settles it");
+    }
     return Result::Fail(kLocalFiles, "cannot remove " + backup + "; its events are in the cache and will not be added again");
   }
   platform::SyncFolderOf(backup.c_str());

@@ -220,6 +220,16 @@ TEST_F(CommandsTest, UnusableCommandLinesAndSettingsAreRefusedWithoutTouchingThe
       EXPECT_EQ(static_cast<std::size_t>(record::ReadLength(aside.data())), record);
     }
   }
+  // POSIX: no file may grow (a full disk), so the claim cannot be written: said, not taken for
+  // nothing to send.
+  if (!platform::kIsWindows) {
+    WriteIni("Analyze", "Address", kCollectUrl);
+    EXPECT_EQ(ExitCodeOf(platform::StartProcess("/bin/sh -c \"trap '' XFSZ; ulimit -f 0; exec '" +
+                                                 helper() + "' -submit_cache\"")),
+              3);
+    EXPECT_EQ(ReadBytes(cache_), before);
+    EXPECT_EQ(Collector::Requests().size(), 0u);
+  }
 }
 
 }  // namespace
