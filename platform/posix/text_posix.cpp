@@ -28,6 +28,33 @@ bool IsUtf8(const std::string& text) {
   return true;
 }
 
+// iconv's UTF-8 decoder takes some ill-formed sequences (five-byte forms, values past U+10FFFF)
+// as characters; a UTF-8 locale's texts are mended here instead, a byte at a time.
+bool NamesUtf8(const char* codeSet) {
+  std::string name;
+  for (const char* p = codeSet; *p != '\0'; ++p) {
+    if (*p != '-' && *p != '_') name += static_cast<char>(*p >= 'a' && *p <= 'z' ? *p - 32 : *p);
+  }
+  return name == "UTF8";
+}
+
+std::string MendUtf8(const std::string& text) {
+  std::string out;
+  const auto* p = reinterpret_cast<const unsigned char*>(text.data());
+  const auto* end = p + text.size();
+  while (p < end) {
+    const std::size_t n = Utf8SequenceLength(p, end);
+    if (n == 0) {
+      out += kReplacement;
+      ++p;
+    } else {
+      out.append(reinterpret_cast<const char*>(p), n);
+      p += n;
+    }
+  }
+  return out;
+}
+
 // The code set of the thread's locale; a host that never chose one (the "C" locale) still has
 // its texts in the environment's.
 std::string LocaleCodeSet() {
@@ -43,6 +70,7 @@ std::string LocaleCodeSet() {
 }  // namespace
 
 std::string posix::TextToUtf8From(const std::string& text, const char* codeSet) {
+  if (NamesUtf8(codeSet)) return MendUtf8(text);
   std::string out;
   const iconv_t cd = iconv_open("UTF-8", codeSet);
   if (cd == iconv_t(-1)) {

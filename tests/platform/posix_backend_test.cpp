@@ -76,6 +76,10 @@ TEST(PosixBackend, HostTextsComeFromTheLocalesCodeSet) {
       {"\xD0\xE5\xE7", "CP1251", u8"Рез"},
       {"\xC0\xE9", "ISO-8859-1", u8"Àé"},
       {"x\xFFy", "NO-SUCH-SET", u8"x\uFFFDy"},
+      // Past U+10FFFF, and a five-byte form: every byte on its own.
+      {"\xF4\x90\x80\x80" "big", "UTF-8", u8"\uFFFD\uFFFD\uFFFD\uFFFDbig"},
+      {"\xF8\x88\x80\x80\x80", "utf8", u8"\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD"},
+      {u8"gr\u00F6\u00DFe \U0001F600", "UTF-8", u8"gr\u00F6\u00DFe \U0001F600"},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(posix::TextToUtf8From(c.text, c.codeSet), c.expect) << c.codeSet;
