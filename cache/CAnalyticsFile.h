@@ -58,6 +58,12 @@ class CAnalyticsFile : public IAnalyticsFile {
   // Every byte LoadFile read is in a record whose length fits; whether each text parses shows
   // only as its batch is read (BatchText::unparsed).
   bool LoadedOnlyRecords() const { return recordsEnd_ == fileSize_; }
+  // Where loaded record `index` starts in the file; past the last, where the records end.
+  std::int64_t RecordOffset(std::int32_t index) const {
+    return index >= 0 && static_cast<std::size_t>(index) < records_.size()
+               ? records_[static_cast<std::size_t>(index)] - fileBuffer_.get()
+               : recordsEnd_;
+  }
   std::int32_t readIndex() const { return readIndex_; }
   std::size_t recordCount() const { return records_.size(); }
 

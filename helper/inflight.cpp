@@ -102,6 +102,7 @@ std::int64_t NowMs() {
 
 std::int32_t ClaimProgress::Read() {
   recorded_ = 0;
+  recordedBytes_ = -1;
   pending_ = false;
   std::string bytes;
   ProgressRecord copies[2];
@@ -116,11 +117,12 @@ std::int32_t ClaimProgress::Read() {
     }
     best = i;
     recorded_ = r.delivered;
+    recordedBytes_ = r.deliveredBytes;
   }
   // Only a file of two copies is written in place; any other form is replaced whole.
   flushed_ = bytes.size() == kProgressFile ? best : -1;
   alike_ = found == 3u && copies[0].delivered == copies[1].delivered;
-  line_ = ProgressSlot({recorded_, claimedSize_, claimId_});
+  line_ = ProgressSlot({recorded_, claimedSize_, claimId_, recordedBytes_});
   return recorded_;
 }
 
@@ -130,9 +132,9 @@ bool ClaimProgress::WriteCopy(int copy, bool flush) {
   return platform::Overwrite(path_.c_str(), static_cast<std::int64_t>(kProgressFile), &piece, 1, flush);
 }
 
-bool ClaimProgress::Record(std::int32_t delivered) {
+bool ClaimProgress::Record(std::int32_t delivered, std::int64_t deliveredBytes) {
   if (claimId_.empty()) return false;
-  line_ = ProgressSlot({delivered, claimedSize_, claimId_});
+  line_ = ProgressSlot({delivered, claimedSize_, claimId_, deliveredBytes});
   if (line_.empty()) return false;
   if (flushed_ >= 0 && WriteCopy(1 - flushed_, false)) {
     if (!pending_) pendingSinceMs_ = NowMs();
@@ -146,6 +148,7 @@ bool ClaimProgress::Record(std::int32_t delivered) {
     return false;
   }
   recorded_ = delivered;
+  recordedBytes_ = deliveredBytes;
   return true;
 }
 

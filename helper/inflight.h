@@ -52,8 +52,10 @@ class ClaimProgress {
   ClaimProgress(const InflightFiles& files, std::string claimId, std::int64_t claimedSize);
   // The count recorded for this claim and size; 0 when there is none or it is another's.
   std::int32_t Read();
-  // A claim's first count (or one that cannot go in place) is a new file, flushed.
-  bool Record(std::int32_t delivered);
+  // A claim's first count (or one that cannot go in place) is a new file, flushed. deliveredBytes:
+  // where the first record not delivered starts in the claimed file, so that the count can be
+  // carried over a damage walk that moves records before it.
+  bool Record(std::int32_t delivered, std::int64_t deliveredBytes);
   // Brings the last count to stable storage.
   bool Flush();
   // Flush, once the oldest unflushed count has waited kFlushWithinMs.
@@ -61,6 +63,7 @@ class ClaimProgress {
   // Flushed, with both copies alike: for where a run stops with its claim left.
   bool Settle();
   std::int32_t recorded() const { return recorded_; }
+  std::int64_t recordedBytes() const { return recordedBytes_; }  // -1: not known
 
  private:
   bool WriteCopy(int copy, bool flush);
@@ -73,6 +76,7 @@ class ClaimProgress {
   std::int64_t pendingSinceMs_ = 0;
   bool alike_ = false;    // both copies hold the newest count
   std::int32_t recorded_ = 0;
+  std::int64_t recordedBytes_ = -1;
 };
 
 // Under the cache lock: moves a non-empty live cache to the claimed name under a new claim id.

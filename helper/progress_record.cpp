@@ -19,9 +19,11 @@ std::uint32_t Check(const char* line) {
 bool ParseLine(const char* line, ProgressRecord& out) {
   char id[64] = {};
   std::int32_t delivered = 0;
-  std::int64_t size = -1;
-  if (std::sscanf(line, "%" SCNd32 " %" SCNd64 " %63s", &delivered, &size, id) != 3) return false;
-  out = {delivered, size, id};
+  std::int64_t size = -1, bytes = -1;
+  if (std::sscanf(line, "%" SCNd32 " %" SCNd64 " %63s %" SCNd64, &delivered, &size, id, &bytes) < 3) {
+    return false;
+  }
+  out = {delivered, size, id, bytes};
   return true;
 }
 
@@ -29,8 +31,12 @@ bool ParseLine(const char* line, ProgressRecord& out) {
 
 std::string ProgressSlot(const ProgressRecord& record) {
   char line[kProgressSlot + 1];
-  const int n = std::snprintf(line, sizeof line, "%" PRId32 " %" PRId64 " %s", record.delivered,
-                              record.claimedSize, record.claimId.c_str());
+  int n = std::snprintf(line, sizeof line, "%" PRId32 " %" PRId64 " %s", record.delivered,
+                        record.claimedSize, record.claimId.c_str());
+  if (n > 0 && record.deliveredBytes >= 0 && static_cast<std::size_t>(n) < kChecked) {
+    n += std::snprintf(line + n, sizeof line - static_cast<std::size_t>(n), " %" PRId64,
+                       record.deliveredBytes);
+  }
   if (n < 0 || static_cast<std::size_t>(n) >= kChecked || record.claimId.size() > 63) return {};
   std::memset(line + n, ' ', kChecked - static_cast<std::size_t>(n));
   std::snprintf(line + kChecked, sizeof line - kChecked, "%08" PRIx32 "\n", Check(line));

@@ -3,7 +3,8 @@
 #include <cstdint>
 #include <string>
 
-// How cache.sent holds a claim's count: two copies of a fixed-size line ("count size claim-id",
+// How cache.sent holds a claim's count: two copies of a fixed-size line ("count size claim-id
+// bytes", the last the count's byte offset in the claimed file, absent in older helpers' lines,
 // padded, then a CRC-32 of the line). The file keeps its size: a new count goes in place over the
 // copy that does not hold the newest one, and reaches the disk before the copy after it is
 // written. So a write cut short, or lost to a power cut, spoils at most one copy, which its check
@@ -18,6 +19,7 @@ struct ProgressRecord {
   std::int32_t delivered = 0;
   std::int64_t claimedSize = -1;
   std::string claimId;
+  std::int64_t deliveredBytes = -1;  // where the first record not delivered starts; -1: unknown
 };
 
 // One copy of the line; empty when the claim id does not fit.

@@ -98,7 +98,8 @@ Result DeliverLoaded(const Run& run, CAnalyticsFile& file, ClaimProgress& progre
     if (!outcome.delivered && !setAside) {
       file.PutBack(current.count + (more ? next.count : 0));
       const std::string kept = std::to_string(file.recordCount() - file.readIndex());
-      if ((progress.recorded() != file.readIndex() && !progress.Record(file.readIndex())) ||
+      if ((progress.recorded() != file.readIndex() &&
+           !progress.Record(file.readIndex(), file.RecordOffset(file.readIndex()))) ||
           !progress.Settle()) {
         return Result::Fail(kLocalFiles, outcome.reason + "; cannot record progress in " +
                                              files.progress +
@@ -117,7 +118,8 @@ Result DeliverLoaded(const Run& run, CAnalyticsFile& file, ClaimProgress& progre
                       std::to_string(outcome.status) + ")");
     }
     // The batch read ahead is not delivered yet.
-    if (!progress.Record(file.readIndex() - (more ? next.count : 0))) {
+    const std::int32_t delivered = file.readIndex() - (more ? next.count : 0);
+    if (!progress.Record(delivered, file.RecordOffset(delivered))) {
       run.report.Note("cannot record progress in " + files.progress);
     }
     std::swap(current, next);
@@ -137,8 +139,8 @@ Result DeliverLoaded(const Run& run, CAnalyticsFile& file, ClaimProgress& progre
 //
 // Damage is set aside before anything is posted from beyond it. Loading checks every length;
 // whether each text parses shows as its batch is read, so the file is read and scanned once. When
-// one does not, the whole walk runs and delivery goes on from the same count: the records before
-// the damage keep their places in the rewritten file.
+// one does not, the whole walk runs and delivery goes on after the same records: the count is
+// carried into the rewritten file by where it ended, since damage before it moves them.
 Result DeliverClaimed(const Run& run) {
   const InflightFiles& files = run.files;
   bool walked = false;
@@ -155,16 +157,18 @@ Result DeliverClaimed(const Run& run) {
       const Result result = DeliverLoaded(run, file, progress, claim, walked ? nullptr : &damaged);
       if (!damaged || result.code != 0) return result;
     }
-    if (!SetDamageAside(files.claimed, files.damaged, run.report)) {
+    progress.Read();
+    DeliveredPart delivered{progress.recorded(), progress.recordedBytes()};
+    if (!SetDamageAside(files.claimed, files.damaged, run.report, &delivered)) {
       return Result::Fail(kLocalFiles, "cannot set the damaged bytes of " + files.claimed +
                                            " aside in " + files.damaged);
     }
     walked = true;
-    // Nothing is carried from damage found at load: it may lie before the count.
-    const std::int32_t delivered = progress.recorded();
+    // A kill before this count is written leaves one for the old size: the next run sends the
+    // file from its start, batches from the damage on under new keys.
     ClaimProgress moved(files, claim, FileSize(files.claimed));
     moved.Read();
-    if (delivered > 0 && !moved.Record(delivered)) {
+    if (delivered.records > 0 && !moved.Record(delivered.records, delivered.bytes)) {
       run.report.Note("cannot record progress in " + files.progress +
                       " (the delivered part will be sent again, under the same keys)");
     }

@@ -64,10 +64,12 @@ TEST_F(DeliveryTest, AnUnacknowledgedThirdBatchKeepsItAndTheRestClaimedByteForBy
     int refusedEveryTime;  // 0: staged once; else the status every later run gets too
     bool forGood = true;   // such a status sets the batch aside at the third run
     bool appendMeanwhile = false;  // while the collector holds the third batch
+    bool zeroedBeforeCount = false;  // then records 50 to 59 lost to a power cut
   } cases[] = {
       {"500", "{\"fail\":{\"3\":500}}", "", 0},
       {"503", "{\"fail\":{\"3\":503}}", "", 0},
       {"500 after new appends", "{\"fail\":{\"3\":500},\"delay\":{\"3\":600000}}", "", 0, true, true},
+      {"500, then zeros before the count", "{\"fail\":{\"3\":500}}", "", 0, true, false, true},
       {"404 once", "{\"fail\":{\"3\":404}}", "", 0},
       {"302 to a page that acknowledges anything", "{\"fail\":{\"3\":302}}", "", 0},
       {"200 without the acknowledgement", "{\"fail\":{\"3\":200}}", "", 0},
@@ -129,8 +131,15 @@ TEST_F(DeliveryTest, AnUnacknowledgedThirdBatchKeepsItAndTheRestClaimedByteForBy
       EXPECT_FALSE(Exists(cache_));
       continue;
     }
+    if (c.zeroedBeforeCount) {
+      std::string bytes = ReadBytes(claimed());
+      const std::size_t from = OffsetOfRecord(bytes, 50), to = OffsetOfRecord(bytes, 60);
+      bytes.replace(from, to - from, to - from, '\0');
+      WriteBytes(claimed(), bytes);
+    }
     Collector::Stage();
     ASSERT_EQ(Run(args), 0);
+    // Only what was not delivered goes: the count is carried past the damage before it.
     const Json::Value events = Collector::Events();
     const int kept = kEvents - 2 * kBatch, sent = kept + (c.appendMeanwhile ? 50 : 0);
     ASSERT_EQ(events.size(), static_cast<Json::ArrayIndex>(sent));
@@ -140,6 +149,8 @@ TEST_F(DeliveryTest, AnUnacknowledgedThirdBatchKeepsItAndTheRestClaimedByteForBy
     EXPECT_FALSE(Exists(cache_));
     EXPECT_FALSE(Exists(quarantine));
     EXPECT_FALSE(Exists(claimed()));
+    EXPECT_EQ(Exists(cache_ + ".damaged"), c.zeroedBeforeCount);
+    platform::RemoveFile((cache_ + ".damaged").c_str());
   }
 }
 
