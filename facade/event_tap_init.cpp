@@ -13,6 +13,7 @@
 #include "facade/os_name.h"
 #include "identity/CQuillCookiesMgr.h"
 #include "net/http_client.h"
+#include "platform/named_mutex.h"
 #include "platform/text.h"
 
 namespace orin {
@@ -35,9 +36,11 @@ constexpr std::int32_t kKeySetupDays = 9;    // "id"
 // The one facade whose thread must stop before the process's statics go away.
 CEventTap* exitingFacade = nullptr;
 
-// An exchange in flight ends at once, so the wait for the request in hand is short.
+// An exchange in flight, or a wait for the cache mutex another process holds, ends at once, so
+// the wait for the request in hand is short.
 void StopFacadeAtExit() {
   net::AbortRequestsForExit();
+  platform::AbandonNamedMutexWaits();
   if (exitingFacade != nullptr) exitingFacade->StopHandlingAtExit();
 }
 

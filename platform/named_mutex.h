@@ -28,6 +28,11 @@ WaitResult WaitNamedMutexFor(MutexHandle handle, std::uint32_t timeoutMs);
 bool ReleaseNamedMutex(MutexHandle handle);
 bool CloseNamedMutex(MutexHandle handle);
 
+// For the host's exit: every wait, in progress or to come, ends at once (kFailed), so that a
+// thread waiting for a mutex another process holds finishes its work and the exit does not wait
+// on it. Windows, which ends the threads itself, has nothing to do.
+void AbandonNamedMutexWaits();
+
 }  // namespace orin::platform
 
 namespace orin::platform {

@@ -2,6 +2,7 @@
 
 #include "platform/host_paths.h"
 
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -149,28 +150,47 @@ namespace {
 constexpr std::uint32_t kForever = 0xFFFFFFFFu;
 constexpr int kPollMs = 20;
 
-bool LockThreads(LockFile& file, std::uint32_t timeoutMs) {
-  if (timeoutMs == kForever) {
-    file.threads.lock();
-    return true;
+std::atomic<bool> abandoned{false};
+
+// Waits are polls, even without a time-out, so that the exit can end them: from 1 ms, doubling up
+// to kPollMs, so that a lock held for an append's few microseconds is taken soon after.
+class Poll {
+ public:
+  explicit Poll(std::uint32_t timeoutMs)
+      : forever_(timeoutMs == kForever),
+        until_(std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs)) {}
+  // 0 to try again after a pause, or why not: ECANCELED (the exit), EWOULDBLOCK (time is up).
+  int Pause() {
+    if (abandoned.load(std::memory_order_acquire)) return ECANCELED;
+    if (!forever_ && std::chrono::steady_clock::now() >= until_) return EWOULDBLOCK;
+    std::this_thread::sleep_for(std::chrono::milliseconds(pauseMs_));
+    pauseMs_ = pauseMs_ * 2 > kPollMs ? kPollMs : pauseMs_ * 2;
+    return 0;
   }
-  const auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+
+ private:
+  const bool forever_;
+  const std::chrono::steady_clock::time_point until_;
+  int pauseMs_ = 1;
+};
+
+// 0, or the errno that ended the wait.
+int LockThreads(LockFile& file, std::uint32_t timeoutMs) {
+  Poll poll(timeoutMs);
   while (!file.threads.try_lock()) {
-    if (std::chrono::steady_clock::now() >= until) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(kPollMs));
+    if (const int why = poll.Pause()) return why;
   }
-  return true;
+  return 0;
 }
 
 // 0, or the errno that ended the wait (EWOULDBLOCK: time is up).
 int LockFd(int fd, std::uint32_t timeoutMs) {
-  const auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-  const int mode = timeoutMs == kForever ? LOCK_EX : LOCK_EX | LOCK_NB;
+  Poll poll(timeoutMs);
   for (;;) {
-    if (::flock(fd, mode) == 0) return 0;
+    if (::flock(fd, LOCK_EX | LOCK_NB) == 0) return 0;
     if (errno == EINTR) continue;
-    if (errno != EWOULDBLOCK || std::chrono::steady_clock::now() >= until) return errno;
-    std::this_thread::sleep_for(std::chrono::milliseconds(kPollMs));
+    if (errno != EWOULDBLOCK) return errno;
+    if (const int why = poll.Pause()) return why;
   }
 }
 
@@ -182,7 +202,9 @@ WaitResult WaitNamedMutexFor(MutexHandle handle, std::uint32_t timeoutMs) {
   Handle* h = Get(handle);
   if (h == nullptr) return WaitResult::kFailed;
   LockFile& file = *h->file;
-  if (!LockThreads(file, timeoutMs)) return WaitResult::kTimedOut;
+  if (const int why = LockThreads(file, timeoutMs)) {
+    return why == EWOULDBLOCK ? WaitResult::kTimedOut : WaitResult::kFailed;
+  }
   if (file.depth == 0) {
     ReopenIfUnlinked(file);
     const int rc = LockFd(file.fd, timeoutMs);
@@ -195,6 +217,8 @@ WaitResult WaitNamedMutexFor(MutexHandle handle, std::uint32_t timeoutMs) {
   ++h->owned;
   return WaitResult::kAcquired;
 }
+
+void AbandonNamedMutexWaits() { abandoned.store(true, std::memory_order_release); }
 
 bool ReleaseNamedMutex(MutexHandle handle) {
   Handle* h = Get(handle);

@@ -30,4 +30,6 @@ WaitResult WaitNamedMutex(MutexHandle handle) { return WaitNamedMutexFor(handle,
 bool ReleaseNamedMutex(MutexHandle handle) { return Usable(handle) && ReleaseMutex(handle) != 0; }
 bool CloseNamedMutex(MutexHandle handle) { return Usable(handle) && CloseHandle(handle) != 0; }
 
+void AbandonNamedMutexWaits() {}
+
 }  // namespace orin::platform

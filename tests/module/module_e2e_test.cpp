@@ -6,8 +6,10 @@
 #include <string>
 #include <vector>
 
+#include "cache/CacheFileLock.h"
 #include "net/test_server.h"
 #include "support/HostFiles.h"
+#include "support/Programs.h"
 
 namespace orin {
 namespace {
@@ -255,9 +257,24 @@ TEST_F(ModuleTest, AHostMayUnloadTheModuleOrEndWhileItsThreadWorks) {
     fs::remove_all(SharedDataFolder(), ec);
     testing::SetEnvironment("ORIN_CURL_LIBRARY", "libcurl-absent.so.4");
     Host("point 7 7 , record , wait 1");
-    testing::SetEnvironment("ORIN_CURL_LIBRARY", "");
     EXPECT_TRUE(testing::TestServer::Received().empty());
     ASSERT_EQ(CachedEvents().size(), 1u);
+
+    // Another process takes the cache mutex while the module's thread is between points: the
+    // host ends all the same, and the point in hand is written as any append that cannot take
+    // the mutex is.
+    fs::remove(SharedDataFolder() + kSep + "KD_OF.dat", ec);
+    platform::ProcessHandle host = platform::StartProcess(
+        "\"" + host_ + "orinhost\" --settle 500 script point 7 7 , record , wait 1 , sleep 2000 , "
+        "point 8 8 , record , sleep 300");
+    ASSERT_TRUE(WaitUntil([this] { return CachedPoints() == "7 7"; }));
+    CacheFileLock held;
+    ASSERT_TRUE(held.Lock());
+    const int code = ExitCodeOf(host, 60000);
+    held.Unlock();
+    testing::SetEnvironment("ORIN_CURL_LIBRARY", "");
+    EXPECT_NE(code, -1) << "the host's exit waited for the cache mutex";
+    EXPECT_EQ(CachedPoints(), "7 7, 8 8");
   }
 }
 
