@@ -71,8 +71,22 @@ bool CQuillAnalyze::LaunchCacheUpdate() { return LaunchCacheHelper("-update_cach
 bool CQuillAnalyze::LaunchSubmit(const Json::Value& events, bool wait) {
   std::string text = ToFastText(events);
   EscapeQuotes(text);
-  // Empty means refused (too long to pass); the writer never produces an empty text itself.
-  if (text.empty()) return false;
+  // Empty means the text cannot fit the command line (the writer never produces an empty text):
+  // long ids or a long OS name are enough. The events then go where the helper puts what it
+  // cannot deliver, the cache, and its upload is started instead: nothing is lost.
+  if (text.empty()) {
+    const std::string cache = CachePath();
+    bool cached = true;
+    if (events.isArray()) {
+      for (const Json::Value& event : events) {
+        cached = GetAnalyticsFile()->AppendEvent(cache.c_str(), event) && cached;
+      }
+    } else {
+      cached = GetAnalyticsFile()->AppendEvent(cache.c_str(), events);
+    }
+    const char* helper = GetHelperPath();
+    return cached && helper != nullptr && StartHelper(HelperCommandLine(helper, "-submit_cache"), wait);
+  }
   const char* helper = GetHelperPath();
   if (helper == nullptr) return false;
   return StartHelper(SubmitCommandLine(helper, text), wait);

@@ -186,8 +186,7 @@ TEST_F(HelperTest, CommandLinesAsTheHelperGetsThemRefusedLaunchesAndWaitedSubmit
   e->SetSendEnabled(false);
   EXPECT_FALSE(e->LaunchCacheSubmit() || e->LaunchCacheUpdate());
   e->SetSendEnabled(true);
-  const Json::Value tooLong(std::string(1100, 'x'));
-  EXPECT_FALSE(e->LaunchSubmit(tooLong, false) || CQuillAnalyze().LaunchCacheSubmit());
+  EXPECT_FALSE(CQuillAnalyze().LaunchCacheSubmit());
   auto noPath = MakeInitialized<HelperPathEngine>();
   EXPECT_FALSE(noPath->LaunchCacheSubmit() || noPath->LaunchSubmit(events, true));
   noPath->path = "no such folder/orinhlp.exe";
@@ -202,9 +201,14 @@ TEST_F(HelperTest, CommandLinesAsTheHelperGetsThemRefusedLaunchesAndWaitedSubmit
   e->SetSendEnabled(false);  // a submit does not look at it
   EXPECT_TRUE(e->LaunchSubmit(events, false));
   const std::string helper = e->GetHelperPath();
-  const std::string log = Runs(3), run = helper + "\t-submit\t[]\n";
+  // A text the command line cannot carry goes into the cache, and the cache's upload starts.
+  Json::Value tooLong(Json::arrayValue);
+  tooLong.append(Json::Value())["s"] = std::string(1100, 'x');
+  EXPECT_TRUE(e->LaunchSubmit(tooLong, false));
+  ASSERT_EQ(CacheEvents(cachePath()), std::vector<Json::Value>{tooLong[0]});
+  const std::string log = Runs(4), run = helper + "\t-submit\t[]\n";
   EXPECT_EQ(log, helper + "\t-submit_cache\n" + helper + "\t-update_cache\n" + helper +
-                     "\t-submit\t[\"a\"]\n");
+                     "\t-submit\t[\"a\"]\n" + helper + "\t-submit_cache\n");
 
   // A waited submit waits for a quick helper but gives up on a slow one and leaves it running.
   // The slow one must outlast the launcher's 20 s wait, which makes this the suite's long test.
@@ -214,7 +218,7 @@ TEST_F(HelperTest, CommandLinesAsTheHelperGetsThemRefusedLaunchesAndWaitedSubmit
   DelayHelper(32000);
   EXPECT_TRUE(e->LaunchSubmit(Json::Value(Json::arrayValue), true));
   EXPECT_EQ(Runs(), log + run);
-  EXPECT_EQ(Runs(5), log + run + run);
+  EXPECT_EQ(Runs(6), log + run + run);
 }
 
 // The submit text stops at the line feed, its quotes escaped, and is refused when it cannot fit.
