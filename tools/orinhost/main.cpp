@@ -104,6 +104,8 @@ int main(int argc, char** argv) {
                 "cached COUNT, sleep MS, unload, lockcache, unlockcache; 'repeat N , CALLS , end' runs CALLS N times "
                 "with $i standing for the round (1 to N)");
   script->prefix_command();  // the calls reuse command words ("record", "submit")
+  // One command: after it, even a first call named like another command belongs to the script.
+  app.require_subcommand(0, 1);
 
   if (argc > 1 && argv[1][0] != '-' &&
       app.get_subcommands([&](CLI::App* s) { return s->check_name(argv[1]); }).empty()) {
