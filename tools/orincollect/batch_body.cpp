@@ -1,6 +1,7 @@
 #include "batch_body.h"
 
 #include <cstring>
+#include <exception>
 #include <memory>
 
 #include <json/reader.h>
@@ -132,7 +133,14 @@ bool BatchBody::ReadParsed(const std::string& body) {
   Json::CharReaderBuilder builder;
   std::string errors;
   std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-  if (reader->parse(body.data(), body.data() + body.size(), &tree_, &errors)) {
+  bool parsed = false;
+  try {
+    parsed = reader->parse(body.data(), body.data() + body.size(), &tree_, &errors);
+  } catch (const std::exception&) {
+    // Nesting past the reader's limit throws: a malformed body like any other, refused for good.
+    tree_ = Json::Value();
+  }
+  if (parsed) {
     if (tree_.isObject()) AddParsed(tree_, body);
     if (tree_.isArray()) {
       for (const Json::Value& e : tree_) {
